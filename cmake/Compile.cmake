@@ -1,0 +1,36 @@
+# How everything here is compiled: the language, the warnings, the hardening and the sanitizers, each said once.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+find_package(Threads REQUIRED)
+
+set(QVPOST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
+option(QVPOST_WERROR "Treat warnings as errors" OFF)
+option(QVPOST_COVERAGE "Count the lines that run" OFF)
+set(static_default ON)
+if(QVPOST_SANITIZE OR QVPOST_COVERAGE)
+  set(static_default OFF)
+endif()
+option(QVPOST_STATIC "Link qvpost fully static" ${static_default})
+
+# Every target of ours links this; nothing of it reaches the users of the library.
+add_library(qvpost_flags INTERFACE)
+target_compile_options(qvpost_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor -Wundef
+  $<$<BOOL:${QVPOST_WERROR}>:-Werror>)
+target_include_directories(qvpost_flags INTERFACE ${PROJECT_SOURCE_DIR})
+if(QVPOST_SANITIZE)
+  set(sanitize -fsanitize=${QVPOST_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(qvpost_flags INTERFACE ${sanitize})
+  target_link_options(qvpost_flags INTERFACE ${sanitize})
+else()
+  target_compile_options(qvpost_flags INTERFACE -fstack-protector-strong -fstack-clash-protection)
+  target_compile_definitions(qvpost_flags INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+  target_link_options(qvpost_flags INTERFACE -Wl,-z,relro,-z,now)
+endif()
+if(QVPOST_COVERAGE)
+  target_compile_options(qvpost_flags INTERFACE --coverage -O0 -U_FORTIFY_SOURCE)
+  target_link_options(qvpost_flags INTERFACE --coverage)
+endif()

@@ -1,0 +1,50 @@
+// Names, IPv4 addresses and the two ends of a socket. An address is a 32-bit number in network byte order. Failures are
+// written on the ordinary stream and again on the level stream. Linking the look-ups pulls in the system resolver,
+// which a fully static program can't serve.
+//
+// Threads: SocketResolveAddress, SocketResolveName and SocketResolveText use resolver calls that are not reentrant, and
+// the entries that return texts share storage which the next call overwrites: callers on more than one thread serialise
+// these calls and copy the results. SocketGetPort, SocketGetHost and SocketGetNetworkInfo may be called from any
+// thread.
+#pragma once
+#include <sys/socket.h>
+
+#include <cstdint>
+
+/// The address of a host name or dotted text, by gethostbyname(3), then inet_addr(3). 0 with errno EADDRNOTAVAIL and
+/// four log lines when it can't be resolved; without a line for a null or empty name.
+uint32_t SocketResolveAddress(const char* name);
+
+/// The official name of the host with a dotted address, in the resolver's storage. Null after two log lines for a text
+/// that isn't an address (null, and 255.255.255.255 which inet_addr can't tell from an error), after four when it has
+/// no name.
+const char* SocketResolveName(const char* text);
+
+/// SocketFormatAddress of SocketResolveAddress: "0.0.0.0" when the name can't be resolved.
+const char* SocketResolveText(const char* name);
+
+/// The dotted text of an address, in a buffer of this function's own that all threads share.
+const char* SocketFormatAddress(uint32_t address);
+
+/// inet_ntoa(3) of an address: the same text in the C library's storage.
+const char* SocketAddressToText(uint32_t address);
+
+/// 1 when text holds digits, '.' and ':' alone, 0 at any other character, -1 for a null or empty text. "fe80::1" is 0:
+/// this is a look at the characters, not a parser.
+int SocketIsNumericAddress(const char* text);
+
+/// Rewrites an IPv4-mapped IPv6 address (::ffff:a.b.c.d, RFC 4291) as the IPv4 address that it maps, *length with it;
+/// leaves any other alone.
+void SocketUnmapAddress(struct sockaddr_storage* address, socklen_t* length);
+
+/// The port of the socket's local end (local non-zero) or of its peer; -1 with errno and four log lines. A failure of
+/// getnameinfo(3) is reported with the errno of that moment.
+int SocketGetPort(int descriptor, int local);
+
+/// The numeric address of that end as a new[] text that the caller frees with delete[], a mapped IPv4 peer in dotted
+/// form; null with errno and four log lines.
+char* SocketGetHost(int descriptor, int local);
+
+/// All four at once. The caller owns both host texts in every case; an unknown one reads "UNKNOWN", an unknown port -1.
+/// 1, or -1 after two log lines when a port is missing.
+int SocketGetNetworkInfo(int descriptor, char** localHost, int* localPort, char** remoteHost, int* remotePort);

@@ -1,0 +1,229 @@
+#include "common/io/socket_options.h"
+
+#include <fcntl.h>
+#include <linux/sockios.h>
+#include <netinet/in.h>
+#include <netinet/ip.h>
+#include <netinet/tcp.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "common/io/socket_system.h"
+#include "common/log/error_is.h"
+#include "common/log/logger.h"
+
+namespace {
+
+constexpr int kLevelSunOs = 1;
+constexpr int kLevelLinux24 = 3;
+
+// The words of a failure, with the descriptor and the value where the option has them.
+enum class Order { DescriptorAlone, DescriptorThenValue, ValueThenDescriptor };
+
+struct Words {
+    const char* text;
+    Order order;
+    int descriptor, value = 0;
+};
+
+std::ostream& operator<<(std::ostream& out, const Words& words) {
+    switch (words.order) {
+        case Order::DescriptorAlone:
+            return out << words.text << " FD#" << words.descriptor;
+        case Order::DescriptorThenValue:
+            return out << words.text << " FD#" << words.descriptor << " to " << words.value;
+        case Order::ValueThenDescriptor:
+            break;
+    }
+    return out << words.text << " to " << words.value << " on FD#" << words.descriptor;
+}
+
+struct LingerWords {
+    struct linger value;
+    int descriptor;
+};
+
+std::ostream& operator<<(std::ostream& out, const LingerWords& words) {
+    return out << "Failed to set SO_LINGER values to " << words.value.l_onoff << " and " << words.value.l_linger
+               << " on FD#" << words.descriptor;
+}
+
+// A failure in one line on each stream, or in two: the error then has a line of its own. Returns -1 with errno as it
+// came.
+enum class Lines { One, Two };
+enum class Severity { Error, Warning };
+
+template <class Text>
+int Failed(const Text& text, Lines lines = Lines::One, Severity severity = Severity::Error) {
+    const KeptErrno error;
+    const bool warning = severity == Severity::Warning;
+    const char* prefix = warning ? "Socket: WARNING! " : "Socket: ERROR! ";
+    const ErrorIs is{error.number};
+    if (lines == Lines::One) {
+        Log() << prefix << text << ". " << is << ".\n";
+        (warning ? LogWarning() : LogError()) << text << ". " << is << ".\n";
+        return -1;
+    }
+    Log() << prefix << text << ".\n";
+    Log() << "Socket: ERROR! " << is << ".\n";
+    LogError() << text << ".\n";
+    LogError() << is << ".\n";
+    return -1;
+}
+
+struct SocketOption {
+    int level, name;
+    const char* words;
+    Order order = Order::DescriptorThenValue;
+    int support = -1;  // the level that the system must have
+    Lines lines = Lines::One;
+    Severity severity = Severity::Error;
+    int silent[2] = {0, 0};  // error numbers that are returned without a line
+};
+
+constexpr SocketOption kNoDelay{.level = IPPROTO_TCP,
+                                .name = TCP_NODELAY,
+                                .words = "Can't set no-delay mode on",
+                                .silent = {EOPNOTSUPP, ENOPROTOOPT}};
+constexpr SocketOption kCork{.level = IPPROTO_TCP,
+                             .name = TCP_CORK,
+                             .words = "Failed to set TCP_CORK",
+                             .order = Order::ValueThenDescriptor,
+                             .support = kLevelLinux24,
+                             .lines = Lines::Two};
+constexpr SocketOption kQuickAck{.level = IPPROTO_TCP,
+                                 .name = TCP_QUICKACK,
+                                 .words = "Failed to set TCP_QUICKACK",
+                                 .order = Order::ValueThenDescriptor,
+                                 .support = kLevelLinux24,
+                                 .lines = Lines::Two};
+constexpr SocketOption kReceiveBuffer{.level = SOL_SOCKET,
+                                      .name = SO_RCVBUF,
+                                      .words = "Failed to set SO_RCVBUF size",
+                                      .order = Order::ValueThenDescriptor};
+constexpr SocketOption kSendBuffer{.level = SOL_SOCKET,
+                                   .name = SO_SNDBUF,
+                                   .words = "Failed to set SO_SNDBUF size",
+                                   .order = Order::ValueThenDescriptor};
+constexpr SocketOption kLowDelay{.level = IPPROTO_IP,
+                                 .name = IP_TOS,
+                                 .words = "Failed to set IPTOS_LOWDELAY on",
+                                 .support = kLevelSunOs,
+                                 .severity = Severity::Warning,
+                                 .silent = {EOPNOTSUPP, 0}};
+constexpr SocketOption kKeepAlive{.level = SOL_SOCKET, .name = SO_KEEPALIVE, .words = "Failed to set SO_KEEPALIVE on"};
+constexpr SocketOption kReuseAddress{
+    .level = SOL_SOCKET, .name = SO_REUSEADDR, .words = "Failed to set SO_REUSEADDR on"};
+
+int SetOption(const SocketOption& option, int descriptor, int value) {
+    if (SocketSystemSupport < option.support) return 0;
+    if (setsockopt(descriptor, option.level, option.name, &value, sizeof value) != -1) return 1;
+    if (errno == option.silent[0] || errno == option.silent[1]) return -1;
+    return Failed(Words{option.words, option.order, descriptor, value}, option.lines, option.severity);
+}
+
+// Reads an int option: 0, or -1 with errno.
+int GetOption(int descriptor, int level, int name, int* value) {
+    socklen_t length = sizeof *value;
+    return getsockopt(descriptor, level, name, value, &length);
+}
+
+// The byte counts need the level too, but report its lack like a failure.
+bool CountsQueues() {
+    if (SocketSystemSupport >= kLevelLinux24) return true;
+    errno = ENOSYS;
+    return false;
+}
+
+int QueryFailed(int descriptor, int code) {
+    const KeptErrno error;
+    Log() << "Socket: ERROR! Query failed for option " << code << " on FD#" << descriptor << ".\n";
+    LogError() << "Query failed for option " << code << " on FD#" << descriptor << ".\n";
+    Log() << "Socket: ERROR! " << ErrorIs{error.number} << ".\n";
+    LogError() << ErrorIs{error.number} << ".\n";
+    return -1;
+}
+
+}  // namespace
+
+int SocketSetNonBlocking(int descriptor, int value) {
+    const int flags = fcntl(descriptor, F_GETFL);
+    if (flags != -1) {
+        if (((flags & O_NONBLOCK) != 0 ? 1 : 0) == value) return 1;
+        if (fcntl(descriptor, F_SETFL, value != 0 ? flags | O_NONBLOCK : flags & ~O_NONBLOCK) != -1) return 1;
+    }
+    return Failed(Words{"Can't set non-blocking mode on", Order::DescriptorThenValue, descriptor, value});
+}
+
+int SocketSetNoInherit(int descriptor, int value) {
+    // The whole word is written, not the one bit: FD_CLOEXEC is the only flag of a descriptor.
+    if (fcntl(descriptor, F_SETFD, value) == 0) return 1;
+    return Failed(Words{"Can't set no-inherit mode on", Order::DescriptorThenValue, descriptor, value});
+}
+
+int SocketSetNoDelay(int descriptor, int value) { return SetOption(kNoDelay, descriptor, value); }
+
+int SocketSetCork(int descriptor, int value) { return SetOption(kCork, descriptor, value); }
+
+int SocketSetReceiveBuffer(int descriptor, int size) { return SetOption(kReceiveBuffer, descriptor, size); }
+
+int SocketSetSendBuffer(int descriptor, int size) { return SetOption(kSendBuffer, descriptor, size); }
+
+int SocketSetLowDelay(int descriptor) { return SetOption(kLowDelay, descriptor, IPTOS_LOWDELAY); }
+
+int SocketSetKeepAlive(int descriptor, int value) { return SetOption(kKeepAlive, descriptor, value); }
+
+int SocketSetLinger(int descriptor, int seconds) {
+    const struct linger value = {seconds > 0 ? 1 : 0, seconds > 0 ? seconds : 0};
+    if (setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &value, sizeof value) != -1) return 1;
+    return Failed(LingerWords{value, descriptor});
+}
+
+int SocketSetReuseAddress(int descriptor, int value) { return SetOption(kReuseAddress, descriptor, value); }
+
+int SocketSetQuickAck(int descriptor, int value) { return SetOption(kQuickAck, descriptor, value); }
+
+int SocketGetOption(int descriptor, int code) {
+    if (code == SocketOptionNonBlocking) {
+        const int flags = fcntl(descriptor, F_GETFL);
+        if (flags != -1) return (flags & O_NONBLOCK) != 0 ? 1 : 0;
+    } else if (code == SocketOptionNoDelay) {
+        int value = 0;
+        if (GetOption(descriptor, IPPROTO_TCP, TCP_NODELAY, &value) == 0) return value;
+    } else {
+        Log() << "Socket: WARNING! Query for option " << code << " not implemented.\n";
+        errno = ENOSYS;
+    }
+    return QueryFailed(descriptor, code);
+}
+
+int SocketGetBytesReadable(int descriptor) {
+    int count = 0;
+    return ioctl(descriptor, FIONREAD, &count) != -1 ? count : -1;
+}
+
+int SocketGetBytesQueued(int descriptor) {
+    if (!CountsQueues()) return -1;
+    int count = 0;
+    if (ioctl(descriptor, SIOCOUTQ, &count) != -1) return count;
+    return Failed(Words{"Failed to get bytes queued on", Order::DescriptorAlone, descriptor});
+}
+
+int SocketGetBytesWritable(int descriptor) {
+    constexpr int kReserve = 16384;
+    if (!CountsQueues()) return -1;
+    const int queued = SocketGetBytesQueued(descriptor);
+    if (queued == -1) return -1;
+    int size = 0;
+    if (GetOption(descriptor, SOL_SOCKET, SO_SNDBUF, &size) != -1) return std::max(size - kReserve - queued, 0);
+    return Failed(Words{"Failed to get the SO_SNDBUF size on", Order::DescriptorAlone, descriptor});
+}
+
+int SocketGetError(int descriptor) {
+    int value = 0;
+    if (GetOption(descriptor, SOL_SOCKET, SO_ERROR, &value) != -1) return value;
+    return Failed(Words{"Failed to get the SO_ERROR option for", Order::DescriptorAlone, descriptor});
+}

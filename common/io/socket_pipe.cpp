@@ -1,0 +1,29 @@
+#include "common/io/socket_pipe.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "common/io/socket_options.h"
+#include "common/log/error_is.h"
+#include "common/log/logger.h"
+
+int SocketPipe(int* pair, int size) {
+    pair[0] = pair[1] = -1;
+    // Close-on-exec from the creation: another thread may fork before the two calls below have been made.
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) == 0 && SocketSetNoInherit(pair[0], 1) != -1 &&
+        SocketSetNoInherit(pair[1], 1) != -1) {
+        SocketSetReceiveBuffer(pair[0], size);
+        SocketSetReceiveBuffer(pair[1], size);
+        SocketSetSendBuffer(pair[0], size);
+        SocketSetSendBuffer(pair[1], size);
+        return 0;
+    }
+    const KeptErrno error;
+    Log() << "Socket: ERROR! Can't create the socket pipe. " << ErrorIs{error.number} << ".\n";
+    LogError() << "Can't create the socket pipe. " << ErrorIs{error.number} << ".\n";
+    for (int slot = 0; slot < 2; ++slot) {
+        if (pair[slot] != -1) close(pair[slot]);
+        pair[slot] = -1;
+    }
+    return -1;
+}

@@ -1,0 +1,44 @@
+// How an error number gets into log lines and past them. Header only; any thread may use it.
+#pragma once
+#include <cerrno>
+#include <ostream>
+
+#include "common/log/error_name.h"
+#include "common/util/string_owned.h"
+
+/// The errno of the call that has just failed: read when the object is made, and put back when it goes out of scope,
+/// whatever the log lines in between did to errno (the first one may load the time zone, a dead standard error fails
+/// every write).
+class KeptErrno {
+public:
+    KeptErrno() : number(errno) {}
+    ~KeptErrno() { errno = number; }
+    KeptErrno(const KeptErrno&) = delete;
+    KeptErrno& operator=(const KeptErrno&) = delete;
+
+    const int number;
+};
+
+/// The forms in which the modules write a number and its text.
+enum class ErrorForm {
+    TextQuoted,   ///< Error is 9 'Bad file descriptor'
+    CommaPlain,   ///< Error is 9, Bad file descriptor
+    CommaQuoted,  ///< Error is 9, 'Bad file descriptor'
+    BothQuoted,   ///< Error is '9', 'Bad file descriptor'
+};
+
+/// Inserts an error number with its text (ErrorString) in one of the forms above; "nil" stands for a missing text.
+struct ErrorIs {
+    int number;
+    ErrorForm form = ErrorForm::TextQuoted;
+};
+
+inline std::ostream& operator<<(std::ostream& out, ErrorIs error) {
+    static constexpr struct {
+        const char *open, *middle, *close;
+    } kPieces[] = {
+        {"Error is ", " '", "'"}, {"Error is ", ", ", ""}, {"Error is ", ", '", "'"}, {"Error is '", "', '", "'"}};
+    const auto& pieces = kPieces[static_cast<int>(error.form)];
+    return out << pieces.open << error.number << pieces.middle << StringOrNil(ErrorString(error.number))
+               << pieces.close;
+}

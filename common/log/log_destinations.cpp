@@ -1,0 +1,160 @@
+// The members of Logger that give its streams other destinations, and its end.
+#include <sys/stat.h>
+
+#include <fstream>
+#include <iostream>
+#include <utility>
+
+#include "common/io/file.h"
+#include "common/log/error_is.h"
+#include "common/log/logger.h"
+#include "common/process/process_control.h"
+#include "common/util/string_owned.h"
+
+struct Logger::Slot {
+    std::ostream* Logger::*stream;
+    std::ostream* Logger::*retired;
+    char* Logger::*name;
+    bool gated;  // redirect_ decides whether it may be replaced
+};
+
+const Logger::Slot Logger::kLog{&Logger::logStream_, &Logger::logRetired_, &Logger::logName_, true};
+const Logger::Slot Logger::kError{&Logger::errorStream_, &Logger::errorRetired_, &Logger::errorName_, true};
+const Logger::Slot Logger::kAux{&Logger::auxStream_, &Logger::auxRetired_, &Logger::auxName_, false};
+
+// Whether std::clog writes into the buffer of this stream, as it does once the level stream was redirected.
+bool Logger::LeadsStandardError(const Slot& slot) const {
+    const std::ostream* stream = this->*slot.stream;
+    return &slot == &kError && stream != &std::clog && std::clog.rdbuf() == stream->rdbuf();
+}
+
+// Every change of a slot comes through here. std::clog goes along with the level stream, so that it never writes into
+// the buffer of a stream that is deleted later.
+void Logger::Put(const Slot& slot, std::ostream* stream) {
+    std::ostream* const old = this->*slot.stream;
+    const bool leads = LeadsStandardError(slot);
+    this->*slot.stream = stream;
+    if (leads) std::clog.rdbuf(stream == &std::clog ? stderrBuffer_ : stream->rdbuf());
+    if (old == &std::clog || old == stream) return;
+    delete (this->*slot.retired);
+    old->flush();
+    old->rdbuf(stderrBuffer_);
+    this->*slot.retired = old;
+}
+
+void Logger::Set(const Slot& slot, std::ostream* stream) {
+    if (stream == nullptr || (slot.gated && redirect_ == 0)) return;
+    Put(slot, stream);
+    StringReset(&(this->*slot.name));
+}
+
+void Logger::Reset(const Slot& slot) {
+    Put(slot, &std::clog);
+    StringReset(&(this->*slot.name));
+}
+
+void Logger::Open(const Slot& slot, const char* dir, const char* name) {
+    if (slot.gated && redirect_ == 0) return;
+    char* path = FileJoinPath(dir, name);
+    std::ostream* stream = path != nullptr ? OpenFile(std::ios::app, path) : nullptr;
+    if (stream == nullptr) {
+        StringReset(&path);
+        return;
+    }
+    Set(slot, stream);
+    this->*slot.name = path;
+}
+
+void Logger::Truncate(const Slot& slot, int limit) {
+    const char* name = this->*slot.name;
+    struct stat record;
+    if (name == nullptr || limit < 0 || FileStat(name, &record) != 1) return;
+    if (static_cast<int>(record.st_size) < limit) return;
+
+    const bool leads = LeadsStandardError(slot);
+    Put(slot, &std::clog);
+    std::ostream* stream = OpenFile(std::ios::trunc, name);
+    if (stream == nullptr) {
+        StringReset(&(this->*slot.name));
+        return;
+    }
+    Put(slot, stream);
+    if (leads) std::clog.rdbuf(stream->rdbuf());
+}
+
+std::ostream* Logger::OpenFile(std::ios::openmode mode, const char* path) const {
+    constexpr int kAttempts = 5;
+    constexpr uint32_t kPause = 200;
+    const mode_t mask = umask(077);
+    std::ofstream* file = nullptr;
+    for (int attempt = 0; attempt < kAttempts && file == nullptr; ++attempt) {
+        file = new std::ofstream;
+        if (buffered_ == 0) file->rdbuf()->pubsetbuf(nullptr, 0);
+        file->open(path, mode | std::ios::out);
+        if (!file->good()) {
+            delete file;
+            file = nullptr;
+            ProcessSleep(kPause);
+        }
+    }
+    umask(mask);
+    return file;
+}
+
+void Logger::SetLogStream(std::ostream* stream) { Set(kLog, stream); }
+
+void Logger::SetErrorStream(std::ostream* stream) {
+    if (stream == nullptr || redirect_ == 0) return;
+    Set(kError, stream);
+    std::clog.rdbuf(stream == &std::clog ? stderrBuffer_ : stream->rdbuf());
+    std::clog << "Logger: Redirected the standard error to the stream.\n";
+}
+
+void Logger::SetAuxStream(std::ostream* stream) { Set(kAux, stream); }
+
+void Logger::ResetLogStream() { Reset(kLog); }
+
+void Logger::ResetErrorStream() { Reset(kError); }
+
+void Logger::ResetAuxStream() { Reset(kAux); }
+
+void Logger::OpenLogFile(const char* dir, const char* name) { Open(kLog, dir, name); }
+
+void Logger::OpenErrorFile(const char* dir, const char* name) {
+    if (redirect_ == 0) return;
+    Open(kError, dir, name);
+    if (errorName_ != nullptr) std::clog.rdbuf(errorStream_->rdbuf());
+    std::clog << "Logger: Redirected the standard error to '" << StringOrNil(errorName_) << "'.\n";
+}
+
+void Logger::OpenAuxFile(const char* dir, const char* name) { Open(kAux, dir, name); }
+
+void Logger::TruncateLogFile(int limit) { Truncate(kLog, limit); }
+
+void Logger::TruncateErrorFile(int limit) { Truncate(kError, limit); }
+
+void Logger::TruncateAuxFile(int limit) { Truncate(kAux, limit); }
+
+void Logger::Abandon() {
+    // Kept where a leak checker finds them: they are let go of on purpose.
+    static std::ostream* abandoned[6];
+    std::ostream** place = abandoned;
+    for (const Slot* slot : {&kLog, &kError, &kAux}) {
+        *place++ = std::exchange(this->*slot->stream, &std::clog);
+        *place++ = std::exchange(this->*slot->retired, nullptr);
+    }
+    std::clog.rdbuf(stderrBuffer_);
+}
+
+Logger::~Logger() {
+    for (const Slot* slot : {&kLog, &kError, &kAux}) Reset(*slot);
+    for (const Slot* slot : {&kLog, &kError, &kAux}) {
+        delete (this->*slot->retired);
+        this->*slot->retired = nullptr;
+    }
+    delete nullStream_;
+    nullStream_ = &std::clog;
+    // Lines are logged through the Logger even after this. The compiler may drop the stores above as dead, since the
+    // object ends here, unless somebody may read them.
+    asm volatile("" : : "r"(this) : "memory");
+}

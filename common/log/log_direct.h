@@ -1,0 +1,30 @@
+// Log entries straight on the standard error, for code that can't use the Logger: they take no lock and ignore its
+// mode. Each returns the stream behind the start of a line; the caller inserts the rest and the newline. No entry
+// changes errno.
+#pragma once
+#include <ostream>
+
+/// std::clog, nothing written.
+std::ostream& LogDirect();
+
+/// std::clog after a flush and the time-stamp prefix.
+std::ostream& LogDirectPrefix();
+
+/// std::clog after a flush.
+std::ostream& LogDirectContinue();
+
+/// std::clog after a flush, the prefix and "Error: ".
+std::ostream& LogDirectError();
+
+/// The size of a buffer that holds every prefix.
+constexpr int kLogPrefixSize = 128;
+
+/// Builds the time-stamp prefix "<process id> <kernel thread id> <time> " (TimeClockText of the present) into buffer
+/// and returns its length as snprintf(3) does. At most size - 2 characters and a NUL are written: the last byte of the
+/// buffer isn't used. A size below 2 writes nothing.
+int LogPrefix(char* buffer, int size);
+
+/// Makes the standard error line-buffered, so that a line costs one write however many pieces it is inserted in, and
+/// drops the text that is still pending there in every child of fork: it is the parent's to write. The first call does
+/// it; the Logger makes it before main.
+void LogDirectBufferLines();

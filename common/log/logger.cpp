@@ -1,0 +1,120 @@
+#include "common/log/logger.h"
+
+#include <atomic>
+#include <fstream>
+#include <iostream>
+
+#include "common/log/error_is.h"
+#include "common/log/log_direct.h"
+
+namespace {
+
+// Static objects log before Logger::mutex_ is built and after it was destroyed, when nothing may touch it. A constant
+// initialised flag can be asked at any time.
+std::atomic<bool> mutexLives{false};
+
+class LogLock {
+public:
+    explicit LogLock(bool wanted = true) : held_(wanted && mutexLives.load(std::memory_order_relaxed)) {
+        if (held_) Logger::mutex_.Lock();
+    }
+    ~LogLock() {
+        if (held_) Logger::mutex_.Unlock();
+    }
+    LogLock(const LogLock&) = delete;
+    LogLock& operator=(const LogLock&) = delete;
+
+private:
+    const bool held_;
+};
+
+struct MutexLife {
+    MutexLife() { mutexLives = true; }
+    ~MutexLife() { mutexLives = false; }
+};
+
+// Asked once, before anybody can have redirected std::clog: a Logger built later must not take a file's buffer for it.
+std::streambuf* StandardErrorBuffer() {
+    static std::streambuf* const buffer = std::clog.rdbuf();
+    return buffer;
+}
+
+}  // namespace
+
+// Objects of one file and one priority are built in this order and destroyed in reverse: the standard streams, the
+// Logger, its mutex. Priorities up to 199 are left to what must be built before the Logger.
+#define LOGGER_ORDER __attribute__((init_priority(200)))
+static std::ios_base::Init standardStreams LOGGER_ORDER;
+Logger logger_ LOGGER_ORDER;
+Mutex Logger::mutex_ LOGGER_ORDER;
+static MutexLife mutexLife LOGGER_ORDER;
+
+Logger::Logger()
+    : logStream_(&std::clog),
+      logRetired_(nullptr),
+      errorStream_(&std::clog),
+      errorRetired_(nullptr),
+      auxStream_(&std::clog),
+      auxRetired_(nullptr),
+      logName_(nullptr),
+      errorName_(nullptr),
+      auxName_(nullptr),
+      nullStream_(new std::ofstream),
+      stderrBuffer_(StandardErrorBuffer()),
+      redirect_(0),
+      mode_(1),
+      showTags_(1),
+      buffered_(1),
+      locked_(1) {
+    LogDirectBufferLines();
+}
+
+std::ostream& Logger::Log() {
+    if (mode_ == 0) return *nullStream_;
+    const KeptErrno kept;
+    char prefix[kLogPrefixSize];
+    const int length = LogPrefix(prefix, sizeof prefix);  // before the lock: the time is not that of a wait's end
+    const LogLock lock(locked_ == 1);
+    std::ostream& out = Chosen();
+    out.flush().write(prefix, length).setf(std::ios::dec, std::ios::basefield);
+    return out;
+}
+
+std::ostream& Logger::Level(const char* word) {
+    if (mode_ == 0) return *nullStream_;
+    const KeptErrno kept;
+    const LogLock lock;
+    return errorStream_->flush() << word;
+}
+
+std::ostream& Logger::Session() { return Level("Session: "); }
+
+std::ostream& Logger::Error() { return Level("Error: "); }
+
+std::ostream& Logger::Warning() { return Level("Warning: "); }
+
+std::ostream& Logger::Info() { return Level("Info: "); }
+
+std::ostream& Logger::Plain() { return Level(""); }
+
+std::ostream& Logger::Continue() {
+    if (mode_ == 0) return *nullStream_;
+    const KeptErrno kept;
+    const LogLock lock;
+    return Chosen().flush();
+}
+
+std::ostream& Logger::Tagged(const char* tag) {
+    std::ostream& out = Log();
+    if (showTags_ != 0) out << tag << "/";
+    return out;
+}
+
+void Logger::Flush() {
+    const KeptErrno kept;
+    const LogLock lock;
+    for (std::ostream* out : {&Chosen(), errorStream_}) {
+        out->setf(std::ios::dec, std::ios::basefield);
+        out->flush();
+    }
+}

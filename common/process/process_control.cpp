@@ -1,0 +1,76 @@
+#include "common/process/process_control.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+
+#include "common/log/error_is.h"
+#include "common/log/logger.h"
+
+namespace {
+
+constexpr int kSignalBits = 0x7F;
+constexpr int kStopped = 0x7F;
+
+}  // namespace
+
+int ProcessIsRunning(int pid) {
+    if (kill(pid, 0) != -1) return 1;
+    if (errno == ESRCH) return 0;
+    const KeptErrno error;
+    Log() << "Process: ERROR! Can't signal the pid " << pid << ".\n";
+    Log() << "Process: ERROR! " << ErrorIs{error.number} << ".\n";
+    return -1;
+}
+
+int ProcessExitCode(int status) {
+    if (ProcessHasExited(status) == 1) return ProcessExitStatus(status);
+    if (ProcessWasSignaled(status) == 1) return EINTR;
+    Log() << "Process: WARNING! Unrecognized exit code '" << status << "'.\n";
+    return status;
+}
+
+int ProcessHasExited(int status) { return ProcessTermSignal(status) == 0 ? 1 : 0; }
+
+int ProcessExitStatus(int status) { return status >> 8 & 0xFF; }
+
+int ProcessWasSignaled(int status) {
+    const int signal = ProcessTermSignal(status);
+    return signal != 0 && signal != kStopped ? 1 : 0;
+}
+
+int ProcessTermSignal(int status) { return status & kSignalBits; }
+
+int ProcessIsStopped(int status) { return (status & 0xFF) == kStopped ? 1 : 0; }
+
+int ProcessStopSignal(int status) { return ProcessExitStatus(status); }
+
+int ProcessSleep(uint32_t milliseconds) { return usleep(milliseconds * 1000U); }
+
+int ProcessSignal(int pid, int signal) { return kill(pid, signal); }
+
+int ProcessRaise(int signal) { return raise(signal); }
+
+void ProcessExit(int code) { exit(code); }
+
+void ProcessAbort() {
+    LogFlush();  // abort and SIGKILL leave what waits in the streams behind
+    abort();
+}
+
+void ProcessKillSelf() {
+    LogFlush();
+    kill(getpid(), SIGKILL);
+    for (;;) ProcessSleep(1'000'000);
+}
+
+int ProcessDetach() {
+    LogFlush();  // the process that exits inside the call takes what waits in its streams with it
+    if (daemon(1, 1) == 0) return 1;
+    const KeptErrno error;
+    Log() << "Process: WARNING! Detach from terminal failed.\n";
+    Log() << "Provess: WARNING! " << ErrorIs{error.number} << ".\n";
+    return -1;
+}

@@ -1,0 +1,133 @@
+#include "common/process/process_create.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "common/log/error_is.h"
+#include "common/log/logger.h"
+#include "common/process/process_control.h"
+
+namespace {
+
+// The pair of lines of a failed call: what could not be done, and the error. errno comes out as it went in.
+template <class... Words>
+int Failed(const char* severity, ErrorForm form, Words... words) {
+    const KeptErrno error;
+    ((Log() << "Process: " << severity << "! ") << ... << words) << ".\n";
+    Log() << "Process: " << severity << "! " << ErrorIs{error.number, form} << ".\n";
+    return -1;
+}
+
+void PlaceStandardStreams(int input, int output, int error) {
+    int given[] = {input, output, error};
+    for (int stream = 0; stream < 3; ++stream) {
+        if (given[stream] == -1) given[stream] = stream;
+    }
+    for (int stream = 0; stream < 3; ++stream) {
+        const int descriptor = given[stream];
+        if (descriptor == stream) continue;
+        dup2(descriptor, stream);
+        given[stream] = stream;
+        if (descriptor != given[0] && descriptor != given[1] && descriptor != given[2]) close(descriptor);
+    }
+}
+
+[[noreturn]] void RunChild(const char* const* parameters, const char* const* environment, int level, int keepIds) {
+    if (keepIds == 0) {
+        ProcessSetGroupId(ProcessGetGroupId());
+        ProcessSetUserId(ProcessGetUserId());
+    }
+    ProcessSetPriority(level);
+    ProcessExec(parameters[0], parameters + 1, environment);
+    const int error = errno;
+    logger_.Abandon();  // exit runs the Logger's destructor, which would write the parent's text a second time
+    ProcessExit(error);
+}
+
+}  // namespace
+
+int ProcessCreate([[maybe_unused]] const char* command, const char* const* parameters, const char* const* environment,
+                  int input, int output, int error, int level, int keepIds) {
+    if (parameters[0] == nullptr || parameters[1] == nullptr) {
+        Log() << "Process: WARNING! Invalid number of parameters in process creation.\n";
+        errno = EINVAL;
+        return -1;
+    }
+    const int pid = ProcessFork();
+    if (pid == -1) return Failed("WARNING", ErrorForm::TextQuoted, "Function fork() failed");
+    if (pid != 0) return pid;
+    logger_.mode_ = 0;
+    PlaceStandardStreams(input, output, error);
+    RunChild(parameters, environment, level, keepIds);
+}
+
+int ProcessFork() {
+    Logger::mutex_.Lock();
+    LogFlush();
+    int pid;
+    do {
+        pid = fork();
+    } while (pid == -1 && errno == EINTR);
+    if (pid == 0) {
+        Logger::mutex_.Reset();
+    } else {
+        Logger::mutex_.Unlock();
+    }
+    return pid;
+}
+
+int ProcessExec(const char* file, const char* const* arguments, const char* const* environment) {
+    LogFlush();  // a new program starts without what waits in the streams of this one
+    auto* const vector = const_cast<char* const*>(arguments);  // exec writes to neither vector, POSIX only says so late
+    if (file == nullptr) {
+        errno = EFAULT;
+    } else if (environment != nullptr) {
+        execve(file, vector, const_cast<char* const*>(environment));
+    } else {
+        execvp(file, vector);
+    }
+    return Failed("WARNING", ErrorForm::TextQuoted,
+                  environment != nullptr ? "Function execve() for '" : "Function execvp() for '", StringOrNil(file),
+                  "' failed");
+}
+
+int ProcessSetPriority(int level) {
+    const int value = ProcessPriorityValue(level);
+    if (setpriority(PRIO_PROCESS, 0, value) == 0) return 1;
+    return Failed("ERROR", ErrorForm::TextQuoted, "Can't set priority to ", value);
+}
+
+int ProcessChangePriority(int increment) {
+    errno = 0;
+    if (nice(increment) >= 0 || errno == 0) return 1;
+    return Failed("ERROR", ErrorForm::TextQuoted, "Can't change priority by ", increment);
+}
+
+int ProcessPriorityValue(int level) {
+    switch (level) {
+        case ProcessPriorityLowest:
+            return 19;
+        case ProcessPriorityNormal:
+            return 0;
+        case ProcessPriorityHigh:
+            return -10;
+        case ProcessPriorityHighest:
+            return -20;
+        default:
+            return level;
+    }
+}
+
+uid_t ProcessGetUserId() { return getuid(); }
+
+gid_t ProcessGetGroupId() { return getgid(); }
+
+int ProcessSetUserId(uid_t id) {
+    return setuid(id) == 0 ? 1 : Failed("ERROR", ErrorForm::CommaPlain, "Can't set user id to ", static_cast<int>(id));
+}
+
+int ProcessSetGroupId(gid_t id) {
+    return setgid(id) == 0 ? 1 : Failed("ERROR", ErrorForm::CommaPlain, "Can't set group id to ", static_cast<int>(id));
+}

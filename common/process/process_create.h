@@ -1,0 +1,50 @@
+// Starting programs as children. Stateless but for the Logger's mutex, which is held across fork; any thread may call.
+// Strings and vectors belong to the caller.
+#pragma once
+#include <sys/types.h>
+
+/// Priority levels and the nice values that they stand for: 19, 0, -10, -20. Any other level is a nice value itself.
+enum { ProcessPriorityLowest = 100, ProcessPriorityNormal, ProcessPriorityHigh, ProcessPriorityHighest };
+
+/// Starts a program and returns its process id at once; the caller reaps it with waitpid(2).
+///
+/// parameters is null-terminated: the file to execute (searched in PATH when environment is null and it has no '/'),
+/// then the program's argument vector, so element 1 becomes argv[0]. environment is a null-terminated vector of
+/// NAME=value texts, or null for the caller's own. command only names the program for the reader. input, output and
+/// error become the child's descriptors 0, 1 and 2; -1 or the stream's own number leaves a stream as inherited. A
+/// descriptor that was given is closed in the child once it was duplicated, unless another stream is it too. Nothing
+/// else is closed: mark close-on-exec what the child must not inherit. Signal dispositions and mask stay. level is
+/// applied always (ProcessSetPriority); with keepIds 0 the child runs with the real user and group id.
+///
+/// Returns -1 with errno: EINVAL and a log line when there are fewer than two parameters; fork's number and two lines
+/// when there is no child. What fails inside the child doesn't show here: a failed id or priority is passed over, and a
+/// child whose program can't be executed exits with the error number as its status, silently.
+int ProcessCreate(const char* command, const char* const* parameters, const char* const* environment, int input,
+                  int output, int error, int level, int keepIds);
+
+/// fork(2) while no other thread is writing the start of a log line: the child's id in the parent, 0 in the child, -1
+/// with errno. A fork that a signal interrupted is repeated. What waits in the log is written out before. Locks of
+/// other kinds that other threads hold stay locked in the child.
+int ProcessFork();
+
+/// execve(2) with an environment, execvp(3) without. Returns only on failure: -1 with errno (EFAULT for a null file)
+/// and two log lines.
+int ProcessExec(const char* file, const char* const* arguments, const char* const* environment);
+
+/// Sets the nice value that ProcessPriorityValue gives for level, by setpriority(2). 1, or -1 with errno and two log
+/// lines.
+int ProcessSetPriority(int level);
+
+/// nice(2): adds increment to the nice value. 1, or -1 with errno and two log lines.
+int ProcessChangePriority(int increment);
+
+/// The nice value of a priority level.
+int ProcessPriorityValue(int level);
+
+/// The real ids.
+uid_t ProcessGetUserId();
+gid_t ProcessGetGroupId();
+
+/// setuid(2), setgid(2). 1, or -1 with errno and two log lines.
+int ProcessSetUserId(uid_t id);
+int ProcessSetGroupId(gid_t id);

@@ -1,0 +1,83 @@
+#include "common/process/signals.h"
+
+#include <cstring>
+
+#include "common/log/error_is.h"
+#include "common/log/logger.h"
+#include "common/process/process_control.h"
+
+namespace {
+
+void ReportFailure(const char* call, int error) {
+    Log() << "Signal: ERROR! " << call << " failed. " << ErrorIs{error} << ".\n";
+}
+
+constexpr struct {
+    int number;
+    const char* name;
+} kSignals[] = {{SIGHUP, "SIGHUP"},     {SIGINT, "SIGINT"},   {SIGQUIT, "SIGQUIT"}, {SIGILL, "SIGILL"},
+                {SIGABRT, "SIGABRT"},   {SIGFPE, "SIGFPE"},   {SIGKILL, "SIGKILL"}, {SIGUSR1, "SIGUSR1"},
+                {SIGSEGV, "SIGSEGV"},   {SIGUSR2, "SIGUSR2"}, {SIGPIPE, "SIGPIPE"}, {SIGALRM, "SIGALRM"},
+                {SIGTERM, "SIGTERM"},   {SIGCHLD, "SIGCHLD"}, {SIGCONT, "SIGCONT"}, {SIGSTOP, "SIGSTOP"},
+                {SIGTSTP, "SIGTSTP"},   {SIGTTIN, "SIGTTIN"}, {SIGTTOU, "SIGTTOU"}, {SIGVTALRM, "SIGVTALRM"},
+                {SIGWINCH, "SIGWINCH"}, {SIGPOLL, "SIGPOLL"}};
+
+}  // namespace
+
+int SignalMask(int how, const sigset_t* set, sigset_t* old) {
+    const KeptErrno kept;
+    const int error = pthread_sigmask(how, set, old);
+    if (error != 0) ReportFailure("Function pthread_sigmask", error);
+    return error;
+}
+
+int SignalSetAction(int signal, const struct sigaction* action, struct sigaction* old) {
+    if (sigaction(signal, action, old) >= 0) return 0;
+    const KeptErrno error;
+    ReportFailure("Call to sigaction", error.number);
+    return -1;
+}
+
+int SignalSetTimer(int timer, const struct itimerval* value, struct itimerval* old) {
+    if (setitimer(timer, value, old) != -1) return 0;
+    const KeptErrno error;
+    ReportFailure("Call to setitimer", error.number);
+    return -1;
+}
+
+void (*SignalSetHandler(int signal, void (*handler)(int)))(int) {
+    const auto previous = ::signal(signal, handler);
+    if (previous != SIG_ERR) return previous;
+    const KeptErrno error;
+    ReportFailure("Call to signal", error.number);
+    return nullptr;
+}
+
+void SignalClearAction(struct sigaction* action) { memset(action, 0, sizeof *action); }
+
+void SignalClearTimer(struct itimerval* timer) { memset(timer, 0, sizeof *timer); }
+
+const char* SignalName(int signal) {
+    for (const auto& row : kSignals) {
+        if (row.number == signal) return row.name;
+    }
+    return "None";
+}
+
+const char* SignalHandlerName(void (*handler)(int)) {
+    if (handler == SIG_DFL) return "SIG_DFL";
+    return handler == SIG_IGN ? "SIG_IGN" : "User defined";
+}
+
+const char* ProcessTermSignalName(int status) { return SignalName(ProcessTermSignal(status)); }
+
+const char* ProcessStopSignalName(int status) { return SignalName(ProcessStopSignal(status)); }
+
+void SignalDumpSet(const sigset_t* set, const char* label, Logger* logger) {
+    if (logger == nullptr) logger = &logger_;
+    if (label == nullptr) label = "Signal";
+    for (const auto& row : kSignals) {
+        logger->Log() << label << "/Signal: " << row.number << ", " << row.name << "\t";
+        logger->Continue() << (sigismember(set, row.number) != 0 ? "Yes\n" : "No\n");
+    }
+}

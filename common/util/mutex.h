@@ -1,0 +1,44 @@
+// A recursive POSIX mutex. Messages go straight to the standard error (log_direct.h): one mutex of the program is built
+// before the Logger, and another one is the Logger's own.
+#pragma once
+#include <pthread.h>
+
+class Mutex {
+public:
+    /// Logs when the mutex can't be initialised; the object then holds what the failed call left.
+    Mutex();
+    ~Mutex();
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+
+    /// The holder may lock again, and must unlock as often. Results of the system are ignored.
+    void Lock() { pthread_mutex_lock(&mutex_); }
+    void Unlock() { pthread_mutex_unlock(&mutex_); }
+
+    /// Waits for the mutex for so many milliseconds; with 0 or less it is taken only when that can be done at once.
+    /// Returns 1 when it was taken, else 0, for a time-out and for an error alike. The deadline stands on the real-time
+    /// clock, as pthread_mutex_timedlock(3) wants it: a change of the system time moves it.
+    int TimedLock(int milliseconds);
+
+    /// Tries until it has the mutex, without pausing or yielding; keeps a processor busy. Returns 0.
+    int SpinLock();
+
+    /// Puts a fresh, unlocked mutex in place of this one, whoever held it. Only for a process with a single thread,
+    /// such as a child right behind fork. Logs a failure and keeps the old mutex then.
+    void Reset();
+
+private:
+    pthread_mutex_t mutex_;
+};
+
+/// Holds a mutex for a scope.
+class MutexScope {
+public:
+    explicit MutexScope(Mutex& mutex) : mutex_(mutex) { mutex_.Lock(); }
+    ~MutexScope() { mutex_.Unlock(); }
+    MutexScope(const MutexScope&) = delete;
+    MutexScope& operator=(const MutexScope&) = delete;
+
+private:
+    Mutex& mutex_;
+};

@@ -1,0 +1,72 @@
+#include "common/util/option_parser.h"
+
+#include <cstdio>
+#include <cstring>
+
+int BSDoptind = 1;
+int BSDopterr = 1;
+int BSDoptopt = 0;
+int BSDoptreset = 0;
+char* BSDoptarg = nullptr;
+
+namespace {
+
+char empty[] = "";
+char* place = empty;  // the next letter inside the current argument
+
+int EndScan() {
+    place = empty;
+    return -1;
+}
+
+int UnknownOption(const char* program, const char* optstring) {
+    if (*place == '\0') ++BSDoptind;
+    if (BSDopterr != 0 && *optstring != ':') fprintf(stderr, "%s: illegal option -- %c\n", program, BSDoptopt);
+    return '?';
+}
+
+int MissingArgument(const char* program, const char* optstring) {
+    place = empty;
+    if (*optstring == ':') return ':';
+    if (BSDopterr != 0) fprintf(stderr, "%s: option requires an argument -- %c\n", program, BSDoptopt);
+    return '?';
+}
+
+}  // namespace
+
+int BSDgetopt(int argc, char* const* argv, const char* optstring) {
+    if (optstring == nullptr) return -1;
+    bool loneDash = false;
+    if (BSDoptreset != 0 || *place == '\0') {
+        BSDoptreset = 0;
+        if (BSDoptind >= argc) return EndScan();
+        place = argv[BSDoptind];
+        if (*place != '-') return EndScan();
+        ++place;
+        if (*place == '-') {
+            ++BSDoptind;
+            return EndScan();
+        }
+        loneDash = *place == '\0';
+    }
+    const char letter = loneDash ? '-' : *place++;
+    BSDoptopt = letter;
+    if (letter == ':') return UnknownOption(argv[0], optstring);
+    const char* known = strchr(optstring, letter);
+    if (known == nullptr) return letter == '-' ? -1 : UnknownOption(argv[0], optstring);
+
+    if (known[1] != ':') {
+        BSDoptarg = nullptr;
+        if (*place == '\0') ++BSDoptind;
+        return letter;
+    }
+    if (*place != '\0') {
+        BSDoptarg = place;
+    } else {
+        if (++BSDoptind >= argc) return MissingArgument(argv[0], optstring);
+        BSDoptarg = argv[BSDoptind];
+    }
+    place = empty;
+    ++BSDoptind;
+    return letter;
+}

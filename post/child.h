@@ -1,0 +1,56 @@
+// Running the programs of an installation: the server, its setup script, the client.
+#pragma once
+
+/// The argument vector of a child: program, program, arguments, null. Keeps pointers to texts of the caller's.
+class ChildVector {
+public:
+    explicit ChildVector(const char* program) {
+        Add(program);
+        Add(program);
+    }
+    void Add(const char* argument) { slots_[count_++] = argument; }
+    void Add(const char* name, const char* value) {
+        Add(name);
+        Add(value);
+    }
+    const char* const* Get() const { return slots_; }
+    const char* Program() const { return slots_[0]; }
+
+private:
+    static constexpr int kSlots = 12;  // the longest vector, a client that is told of a failure, takes ten
+    const char* slots_[kSlots] = {};
+    int count_ = 0;
+};
+
+/// The report of one way in which a child can fail: what could not be done, and the code of the place.
+struct FailureWords {
+    const char *what, *code;
+};
+
+/// A kind of child as data: the words of its log lines, and of its failures.
+struct ChildKind {
+    const char* starting;  ///< "ACTION! <starting> '<program>'"
+    const char* waiting;   ///< "Waiting <waiting> with pid"
+    const char* exiting;   ///< "<exiting> exited with code"
+    bool showsVector;      ///< log the arguments that it was started with
+    const char* action;    ///< what PostData::action becomes when the child fails; null leaves it
+    FailureWords notStarted, notWaited, failed;
+};
+
+extern const ChildKind kServerStop, kServerStart, kSetupScript, kClient;
+
+/// How a child came out: where it failed, and errno of that step or the decoded exit code. error 0 is success.
+enum class ChildEnd { NotStarted, NotWaited, Exited };
+struct ChildOutcome {
+    ChildEnd end;
+    int error;
+};
+
+/// Starts a child: its pid, or -1 with errno.
+int PostMainStartChild(const ChildKind& kind, const ChildVector& vector);
+
+/// Waits for a child and judges it.
+ChildOutcome PostMainWaitChild(const ChildKind& kind, const ChildVector& vector, int pid);
+
+/// Both.
+ChildOutcome PostMainRunChild(const ChildKind& kind, const ChildVector& vector);

@@ -1,0 +1,37 @@
+// The end of every run, and the reports that lead there. Exactly one thread takes the exit path: the first that enters
+// it.
+//
+// The main thread, when it finds the path taken, comes to rest until the process ends, here or at the next boundary
+// between its phases. The progress thread, when it finds the path taken, ends, so that the main thread can join it;
+// when it takes the path itself it waits until the main thread has come to rest, and so never works on files beneath a
+// running child.
+#pragma once
+#include "post/child.h"
+
+/// Rolls back if the run failed, tells the client the outcome, deletes the backups if it succeeded, and ends the
+/// process with PostData::error.
+[[noreturn]] void PostMainExit();
+
+/// Records a failure: its action word (null leaves the recorded one) and its error code.
+void PostMainRecordFailure(const char* action, int error);
+
+/// An operation that could not be done: writes "Can't <what> '<name>' in context [<code>]." and the error, and takes
+/// the exit path. The error is passed, not read back from the record: the other thread may have recorded its own
+/// meanwhile.
+[[noreturn]] void PostMainReportFailure(const char* what, const char* name, const char* code, int error);
+
+/// A child that ended badly: "Failure reported by <what> '<name>' in context [<code>]."
+[[noreturn]] void PostMainReportChildFailure(const char* what, const char* name, const char* code, int error);
+
+/// The failure of the client that the exit path itself started: rolls back and ends the process.
+[[noreturn]] void PostMainClientFailure(const char* what, const char* name, const char* code, int error);
+
+/// Records and reports how a child failed; returns when it didn't.
+void PostMainJudgeChild(const ChildKind& kind, const char* name, const ChildOutcome& outcome);
+
+/// Where a dialogue of the operating system will be shown; for now a log line.
+void PostMainShowDialog();
+
+/// To be called by the main thread before each phase: it goes no further when the progress thread has taken the exit
+/// path, or when a signal asked for the end of the run.
+void PostMainBoundary();

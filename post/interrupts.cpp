@@ -1,0 +1,76 @@
+#include "post/interrupts.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+
+#include "common/log/logger.h"
+#include "common/process/signals.h"
+
+namespace {
+
+std::atomic<int> interruption{0};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler stores it");
+
+void Survive(int /*signal*/) {}
+
+void Keep(int signal) { interruption.store(signal, std::memory_order_relaxed); }
+
+struct Tamed {
+    void (*handler)(int);
+    int signal;
+    bool installed;
+    struct sigaction original;
+};
+
+// A handler that does nothing, not SIG_IGN: a child would inherit that.
+Tamed tamed[] = {{Survive, SIGPIPE, false, {}},
+                 {Survive, SIGHUP, false, {}},
+                 {Keep, SIGTERM, false, {}},
+                 {Keep, SIGINT, false, {}},
+                 {SIG_DFL, SIGCHLD, false, {}}};
+
+// Around a fork the signals wait: none may run a handler of ours inside the child.
+thread_local sigset_t maskBefore;
+
+void BlockSignals() {
+    sigset_t mask;
+    sigemptyset(&mask);
+    for (const Tamed& row : tamed) sigaddset(&mask, row.signal);
+    SignalMask(SIG_BLOCK, &mask, &maskBefore);
+}
+
+void RestoreMask() { SignalMask(SIG_SETMASK, &maskBefore, nullptr); }
+
+void RestoreDispositions() {
+    for (const Tamed& row : tamed) {
+        if (row.installed) SignalSetAction(row.signal, &row.original, nullptr);
+    }
+    RestoreMask();
+}
+
+}  // namespace
+
+void PostMainTameSignals() {
+    for (Tamed& row : tamed) {
+        SignalSetAction(row.signal, nullptr, &row.original);
+        const auto replaced = row.handler == SIG_DFL ? SIG_IGN : SIG_DFL;
+        if (row.original.sa_handler != replaced) continue;
+        struct sigaction action;
+        SignalClearAction(&action);
+        action.sa_handler = row.handler;
+        action.sa_flags = SA_RESTART;
+        SignalSetAction(row.signal, &action, nullptr);
+        row.installed = true;
+    }
+    pthread_atfork(BlockSignals, RestoreMask, RestoreDispositions);
+}
+
+int PostMainInterruption() { return interruption.load(std::memory_order_relaxed); }
+
+int PostMainReportInterruption() {
+    LogError() << "Interrupted by signal '" << SignalName(PostMainInterruption()) << "'.\n";
+    return EINTR;
+}

@@ -1,0 +1,26 @@
+#include "post/post_data.h"
+
+#include "common/util/string_owned.h"
+
+// The first object that is built and the last that is destroyed, with the Logger (priority 200) and its mutex in
+// between: a thread may still hold the mutex of the record while the process ends.
+__attribute__((init_priority(150))) ProgressData progressData_;
+PostData postData_;
+
+UpdateEntry::~UpdateEntry() {
+    for (char** text : {&source, &destination, &backup}) StringReset(text);
+}
+
+void PostMainSetStartValues() {
+    postData_.client = postData_.server = postData_.updateFile = postData_.version = nullptr;
+    postData_.parentPid = -1;
+    postData_.serverGiven = 0;
+    postData_.startup = 1;
+    postData_.interactive = 0;
+    postData_.action = postData_.entry = nullptr;
+    postData_.error = 0;
+    progressData_.clientPid = -1;
+    progressData_.descriptors[0] = progressData_.descriptors[1] = -1;
+    progressData_.thread = ProgressData::kNone;
+    progressData_.threadId = 0;
+}

@@ -1,0 +1,57 @@
+// The two records of a run, which everything here works on.
+#pragma once
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+
+#include "common/util/mutex.h"
+
+/// A line of the update list that was applied. Owns its texts.
+struct UpdateEntry {
+    UpdateEntry() = default;
+    ~UpdateEntry();
+    UpdateEntry(const UpdateEntry&) = delete;
+    UpdateEntry& operator=(const UpdateEntry&) = delete;
+
+    char* source = nullptr;       ///< where the new file came from
+    char* destination = nullptr;  ///< the file that it replaced
+    char* backup = nullptr;       ///< where the replaced file lies now
+};
+
+/// What the run was asked to do and how far it got. The texts are owned strings. The main thread writes it; the
+/// progress thread reads it, and writes error; once the exit path has been claimed only the claiming thread works on
+/// it.
+struct PostData {
+    char* client;                      ///< -c
+    char* server;                      ///< -s, or found under QV_SYSTEM
+    char* updateFile;                  ///< -f
+    char* version;                     ///< -v, only logged
+    int32_t parentPid;                 ///< -p: the process to wait for, -1 for none
+    int32_t serverGiven;               ///< 1 with -s: only then the server is stopped and started
+    int32_t startup;                   ///< 0 with -r: the client is given "--norestart"
+    int32_t interactive;               ///< 1 with -i: the progress client is given "--reopen"
+    std::deque<UpdateEntry*> updates;  ///< the applied lines in the order of their application; owned
+    char* action;                      ///< what failed: "init", "shutdown", "update" or "startup"
+    char* entry;                       ///< the destination whose rename failed
+    std::atomic<int32_t> error;        ///< error code of the run, its exit code; 0 is success
+};
+static_assert(sizeof(std::atomic<int32_t>) == sizeof(int32_t));
+
+/// The progress channel to the client.
+struct ProgressData {
+    int32_t clientPid = -1;             ///< -1 until the progress client was started; kept after its end
+    int32_t descriptors[2] = {-1, -1};  ///< the client's end, the application's end
+    pthread_t thread = kNone;           ///< the handle to join, kNone when there is nothing to join
+    pthread_t threadId = 0;             ///< its number in log lines
+    Mutex mutex;                        ///< guards clientPid and the start of the progress client
+
+    static constexpr auto kNone = static_cast<pthread_t>(-1);
+};
+
+extern PostData postData_;
+extern ProgressData progressData_;
+
+/// Gives both records the values that a run begins with.
+void PostMainSetStartValues();

@@ -1,0 +1,60 @@
+#include "post/progress.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "common/io/socket_system.h"
+#include "common/log/error_is.h"
+#include "common/log/logger.h"
+#include "common/process/thread.h"
+#include "post/post_data.h"
+
+namespace {
+
+int JoinThread() {
+    if (progressData_.thread == ProgressData::kNone || pthread_equal(progressData_.thread, pthread_self()) != 0)
+        return 1;
+    Log() << "PostMain: Going to join the progress thread with id " << progressData_.threadId << ".\n";
+    void* dropped;
+    if (ThreadJoin(progressData_.thread, &dropped) != 1) {
+        Log() << "PostMain: ERROR! Failed to join the progress thread with id " << progressData_.threadId << ".\n";
+        return -1;
+    }
+    progressData_.thread = ProgressData::kNone;
+    progressData_.threadId = 0;
+    return 1;
+}
+
+}  // namespace
+
+void PostMainWriteProgress(int value) {
+    const int descriptor = progressData_.descriptors[1];
+    if (postData_.client == nullptr || descriptor == -1) return;
+    char text[16];
+    snprintf(text, sizeof text, "%d", value);
+    const ssize_t sent = send(descriptor, text, strlen(text) + 1, 0);
+    if (sent < 0) {
+        const int error = errno;
+        Log() << "PostMain: ERROR! Could not write to 'FD#" << descriptor << "'. "
+              << ErrorIs{error, ErrorForm::BothQuoted} << ".\n";
+        return;
+    }
+    Log() << "PostMain: Wrote '" << text << "' to 'FD#" << descriptor << "', with '" << sent << "' bytes.\n";
+}
+
+int PostMainJoinProgress() {
+    int& descriptor = progressData_.descriptors[1];
+    // A client that reads to the end of the channel ends only now; it may have closed its own end long ago.
+    if (descriptor != -1) shutdown(descriptor, SHUT_WR);
+    const int joined = JoinThread();
+    SocketSystemCleanup();
+    if (descriptor != -1) {
+        close(descriptor);
+        descriptor = -1;
+    }
+    return joined;
+}

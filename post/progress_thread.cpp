@@ -1,0 +1,81 @@
+#include "post/progress_thread.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <latch>
+#include <string>
+
+#include "common/io/socket_options.h"
+#include "common/io/socket_pipe.h"
+#include "common/io/socket_system.h"
+#include "common/log/logger.h"
+#include "common/process/thread.h"
+#include "post/child.h"
+#include "post/exit_path.h"
+#include "post/post_data.h"
+
+namespace {
+
+constexpr int kBufferSize = 65536;
+
+std::latch clientTried{1};
+
+ChildVector ProgressVector(const char* client, const char* descriptorText) {
+    ChildVector vector(client);
+    vector.Add("--post", "progress");
+    vector.Add("--fd", descriptorText);
+    if (postData_.startup == 0) vector.Add("--norestart");
+    if (postData_.interactive == 1) vector.Add("--reopen");
+    return vector;
+}
+
+}  // namespace
+
+void PostMainStartProgress() {
+    if (postData_.client == nullptr) {
+        Log() << "PostMain: No client to start.\n";
+        return;
+    }
+    SocketSystemInit();
+    int* const pair = progressData_.descriptors;
+    if (const int result = SocketPipe(pair, kBufferSize)) {
+        Log() << "PostMain: WARNING! Could not create pipe. Error is '" << result << "'.\n";
+        SocketSystemCleanup();
+        return;
+    }
+    Log() << "PostMain: Created pipe with 'FD#" << pair[0] << "', and 'FD#" << pair[1] << "'.\n";
+    SocketSetNoInherit(pair[0], 0);
+    SocketSetNoInherit(pair[1], 1);
+    if (ThreadCreate(&progressData_.thread, &progressData_.threadId, PostMainProgressThread, pair) != 1) {
+        Log() << "PostMain: ERROR! Failed to create the progress thread.\n";
+        SocketSetNoInherit(pair[0], 1);  // the pair stays open, and no other child may hold the client's end
+        return;
+    }
+    Log() << "PostMain: Created the progress thread with id " << progressData_.threadId << ".\n";
+    clientTried.wait();
+}
+
+void* PostMainProgressThread(void* /*argument*/) {
+    progressData_.mutex.Lock();
+    // The exit path frees the client's path before it joins this thread.
+    const std::string client = postData_.client;
+    char descriptorText[8];
+    snprintf(descriptorText, sizeof descriptorText, "%d", progressData_.descriptors[0]);
+    const ChildVector vector = ProgressVector(client.c_str(), descriptorText);
+    const int pid = PostMainStartChild(kClient, vector);
+    const int error = errno;
+    progressData_.clientPid = pid;
+    progressData_.mutex.Unlock();
+
+    if (progressData_.descriptors[0] != -1) {
+        close(progressData_.descriptors[0]);
+        progressData_.descriptors[0] = -1;
+    }
+    clientTried.count_down();
+    const ChildOutcome outcome =
+        pid < 0 ? ChildOutcome{ChildEnd::NotStarted, error} : PostMainWaitChild(kClient, vector, pid);
+    PostMainJudgeChild(kClient, client.c_str(), outcome);
+    return nullptr;
+}

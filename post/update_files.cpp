@@ -1,0 +1,258 @@
+#include "post/update_files.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "common/io/file.h"
+#include "common/log/logger.h"
+#include "common/util/option_string.h"
+#include "common/util/string_owned.h"
+#include "post/interrupts.h"
+#include "post/post_data.h"
+#include "post/run_error.h"
+
+namespace {
+
+constexpr int kLineSize = 2048;
+constexpr char kBackupSuffix[] = ".temporary";
+constexpr int kLeftoverVariants = 9;  // cleaned before a line: the backup name and this many numbered ones
+constexpr int kFreeVariants = 10;     // tried when the backup name can't be freed
+
+bool Exists(const char* path) { return FileIsEntity(nullptr, path) == 1; }
+
+// The backup name of a destination with a decimal number behind it, cut at 1022 characters.
+class NumberedName {
+public:
+    explicit NumberedName(const UpdateEntry& entry)
+        : suffixCut_(strlen(entry.destination) >= kLimit), stem_(std::min(strlen(entry.backup), kLimit)) {
+        memcpy(text_, entry.backup, stem_);
+        text_[stem_] = '\0';
+    }
+
+    /// Cut so far that nothing of the suffix is left, the name is that of an installed file.
+    bool SuffixCut() const { return suffixCut_; }
+
+    const char* Plain() const { return text_; }
+
+    const char* With(int number) {
+        char digits[4];
+        const auto length = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits);
+        const size_t copied = std::min(length, kLimit - stem_);
+        memcpy(text_ + stem_, digits, copied);
+        text_[stem_ + copied] = '\0';
+        return text_;
+    }
+
+private:
+    static constexpr size_t kLimit = 1022;
+    const bool suffixCut_;
+    const size_t stem_;
+    char text_[kLimit + 1];
+};
+
+// What could not be done to which file, and why. Returns the error, for the caller to pass on.
+int ReportFile(const char* what, const char* name, const char* code, int error) {
+    LogError() << "Can't " << what << " '" << name << "' in context ['" << code << "'].\n";
+    LogError() << RunErrorIs(error) << ".\n";
+    return error;
+}
+
+int ReportOption(const char* key, const char* value, const char* code) {
+    LogError() << "Invalid option '" << key << "' value '" << StringOrNil(value) << "' in context ['" << code
+               << "'].\n";
+    return EINVAL;
+}
+
+int ReportMissing(const char* key) {
+    LogError() << "Can't find option '" << key << "' in context ['AF'].\n";
+    return EINVAL;
+}
+
+// 0 or errno.
+int Rename(const char* from, const char* to) {
+    Log() << "PostMain: Renaming '" << from << "' as '" << to << "'.\n";
+    return rename(from, to) == 0 ? 0 : errno;
+}
+
+int Remove(const char* path) { return unlink(path) == 0 ? 0 : errno; }
+
+int ParseLine(char* line, UpdateEntry* entry) {
+    char* rest = nullptr;
+    for (char* key = strtok_r(line, "=", &rest); key != nullptr; key = strtok_r(nullptr, "=", &rest)) {
+        char* value = strtok_r(nullptr, ",", &rest);
+        if (OptionCheckPair(key, value, 0) != 1) return ReportOption(key, value, "AD");
+        char** const field = strcmp(key, "source") == 0        ? &entry->source
+                             : strcmp(key, "destination") == 0 ? &entry->destination
+                                                               : nullptr;
+        if (field == nullptr) return ReportOption(key, value, "AE");
+        OptionUnescape(value);
+        StringSet(field, value);
+    }
+    if (entry->source == nullptr) return ReportMissing("source");
+    if (entry->destination == nullptr) return ReportMissing("destination");
+    return 0;
+}
+
+void RemoveLeftover(const char* name) {
+    if (!Exists(name)) return;
+    const int error = Remove(name);
+    if (error == 0) {
+        Log() << "PostMain: Successfully removed leftover '" << name << "'.\n";
+    } else {
+        Log() << "PostMain: WARNING! Could not remove leftover '" << name << "'. "
+              << ErrorIs{error, ErrorForm::BothQuoted} << ".\n";
+    }
+}
+
+void RemoveLeftovers(NumberedName* name) {
+    if (name->SuffixCut()) return;
+    RemoveLeftover(name->Plain());
+    for (int number = 1; number <= kLeftoverVariants; ++number) RemoveLeftover(name->With(number));
+}
+
+// The backup name is taken and can't be freed: find one that isn't.
+void ChooseFreeBackup(NumberedName* name, UpdateEntry* entry) {
+    if (name->SuffixCut()) return;  // keep the taken name: its rename fails, and nothing is lost
+    for (int number = 1; number <= kFreeVariants; ++number) {
+        Log() << "PostMain: Checking if '" << name->With(number) << "' exist.\n";
+        if (!Exists(name->Plain())) break;
+    }
+    Log() << "PostMain: Filename '" << name->Plain() << "' is free to use.\n";
+    StringSet(&entry->backup, name->Plain());
+}
+
+void ChooseBackup(UpdateEntry* entry) {
+    StringAdd(&entry->backup, entry->destination, kBackupSuffix, nullptr, nullptr);
+    NumberedName name(*entry);
+    RemoveLeftovers(&name);
+    if (!Exists(entry->destination) || !Exists(entry->backup)) return;
+    if (Remove(entry->backup) == 0) {
+        LogWarning() << "Removed '" << entry->backup << "'.\n";
+    } else {
+        ChooseFreeBackup(&name, entry);
+    }
+}
+
+int ReplaceFile(const UpdateEntry& entry) {
+    if (const int error = Rename(entry.destination, entry.backup)) {
+        StringSet(&postData_.entry, entry.destination);
+        return ReportFile("rename", entry.destination, "AG", error);
+    }
+    const int error = Rename(entry.source, entry.destination);
+    if (error == 0) return 0;
+    StringSet(&postData_.entry, entry.destination);
+    ReportFile("rename", entry.source, "AH", error);
+    if (rename(entry.backup, entry.destination) != 0) {
+        const int restoreError = errno;
+        LogError() << "Can't rename '" << entry.backup << "' as '" << entry.destination << "'.\n";
+        LogError() << RunErrorIs(restoreError) << ".\n";
+    }
+    return error;
+}
+
+int ApplyLine(char* line) {
+    char* const newline = strchr(line, '\n');
+    if (newline != nullptr) *newline = '\0';
+    // The newline is shown too, in one piece with what follows it: the line-buffered stream then writes once.
+    Log() << "PostMain: Parsing update line '" << line << (newline != nullptr ? "\n'.\n" : "'.\n");
+
+    auto entry = std::make_unique<UpdateEntry>();
+    if (const int error = ParseLine(line, entry.get())) return error;
+    ChooseBackup(entry.get());
+    if (const int error = ReplaceFile(*entry)) return error;
+    postData_.updates.push_back(entry.release());
+    return 0;
+}
+
+int ApplyLines(FILE* list) {
+    char line[kLineSize];
+    for (;;) {
+        if (PostMainInterruption() != 0) return PostMainReportInterruption();
+        errno = 0;
+        if (fgets(line, sizeof line, list) == nullptr) break;
+        if (const int error = ApplyLine(line)) return error;
+    }
+    const int error = errno;
+    if (error != 0) {
+        LogError() << "Read from '" << postData_.updateFile << "' failed.\n";
+        LogError() << RunErrorIs(error) << ".\n";
+    }
+    return error;
+}
+
+int ApplyList(const char* path) {
+    FILE* list = fopen(path, "re");  // close-on-exec
+    if (list == nullptr) {
+        const int error = errno;
+        LogError() << "Can't open '" << path << "' for reading.\n";
+        LogError() << RunErrorIs(error) << ".\n";
+        return error;
+    }
+    Log() << "PostMain: Opened file '" << path << "' for reading.\n";
+    const int result = ApplyLines(list);
+    Log() << "PostMain: Closing '" << path << "' with " << postData_.updates.size() << " files updated.\n";
+    fclose(list);
+    return result;
+}
+
+// Takes the first update off the list.
+std::unique_ptr<UpdateEntry> TakeUpdate() {
+    std::unique_ptr<UpdateEntry> entry(postData_.updates.front());
+    postData_.updates.pop_front();
+    return entry;
+}
+
+}  // namespace
+
+int PostMainReplaceFiles() {
+    const char* path = postData_.updateFile;
+    if (path == nullptr) {
+        Log() << "PostMain: No files to update.\n";
+        return 0;
+    }
+    Log() << "PostMain: ACTION! Updating files from '" << path << "'.\n";
+    const int result = ApplyList(path);
+    Log() << "PostMain: Removing '" << path << "'.\n";
+    unlink(path);
+    return result;
+}
+
+void PostMainRollBack() {
+    if (postData_.updates.empty()) {
+        Log() << "PostMain: No updates to roll back.\n";
+        return;
+    }
+    Log() << "PostMain: Rolling back " << postData_.updates.size() << " files.\n";
+    while (!postData_.updates.empty()) {
+        const auto entry = TakeUpdate();
+        if (const int error = Rename(entry->destination, entry->source)) {
+            ReportFile("rename", entry->destination, "AG", error);
+        }
+        if (const int error = Rename(entry->backup, entry->destination)) {
+            ReportFile("rename", entry->backup, "AG", error);
+        }
+    }
+}
+
+void PostMainFreeUpdates() {
+    for (char** text :
+         {&postData_.client, &postData_.server, &postData_.updateFile, &postData_.action, &postData_.entry}) {
+        StringReset(text);
+    }
+    if (postData_.updates.empty()) {
+        Log() << "PostMain: No updates to free.\n";
+        return;
+    }
+    Log() << "PostMain: Removing " << postData_.updates.size() << " updated entries.\n";
+    while (!postData_.updates.empty()) {
+        const auto entry = TakeUpdate();
+        Log() << "PostMain: Removing '" << entry->backup << "'.\n";
+        if (const int error = Remove(entry->backup)) ReportFile("remove", entry->backup, "AG", error);
+    }
+}

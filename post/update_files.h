@@ -1,0 +1,16 @@
+// Replacing the files of the update list, and undoing it. Nothing is copied: every step is a rename. Main thread, or
+// the thread that owns the exit path. Nothing here knows the exit path: results tell.
+#pragma once
+
+/// Applies the update list PostData::updateFile line by line, up to the first that fails; what was applied is recorded
+/// in PostData::updates. The list file is deleted in every case. Returns 0, also when there is no list, or the error
+/// code that the run fails with: EINVAL for a line that isn't right, EINTR when a signal asked for the end between two
+/// lines, else errno of the open, the read or the rename; PostData::entry is then the destination whose rename failed.
+int PostMainReplaceFiles();
+
+/// Puts every file back, in the order of application, and forgets the updates. Failures are logged and passed over.
+void PostMainRollBack();
+
+/// Releases the texts of the record that only the run needed, client among them, deletes the backups and forgets the
+/// updates. Failures are logged and passed over.
+void PostMainFreeUpdates();
