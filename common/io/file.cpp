@@ -20,7 +20,7 @@ using OwnedPath = std::unique_ptr<char[]>;
 OwnedPath Join(const char* directory, const char* name) { return OwnedPath(FileJoinPath(directory, name)); }
 
 // What the system says of a null pointer; the C library must not be given one.
-int NoPath() {
+int RefuseNull() {
     errno = EFAULT;
     return -1;
 }
@@ -36,7 +36,7 @@ char* FileJoinPath(const char* directory, const char* name) {
 }
 
 int FileStat(const char* path, struct stat* record) {
-    if (path == nullptr) return NoPath();
+    if (path == nullptr) return RefuseNull();
     if (stat(path, record) == 0) return 1;
     return errno == ENOENT ? 0 : -1;
 }
@@ -73,7 +73,7 @@ int64_t FileGetSize(const char* directory, const char* name) {
 
 int FileIsAccessible(const char* directory, const char* name, int mode) {
     const OwnedPath path = Join(directory, name);
-    return (path != nullptr ? access(path.get(), mode) : NoPath()) == 0 ? 1 : 0;
+    return (path != nullptr ? access(path.get(), mode) : RefuseNull()) == 0 ? 1 : 0;
 }
 
 int FileStatIsRegular(const struct stat* record) {
@@ -107,7 +107,7 @@ char* FileReadLine(int descriptor, char* buffer, int size) {
 }
 
 int FileWriteString(int descriptor, const char* string) {
-    if (string == nullptr) return NoPath();
+    if (string == nullptr) return RefuseNull();
     const size_t length = strlen(string);
     size_t written = 0;
     while (written < length) {
@@ -125,7 +125,7 @@ int FileWriteString(int descriptor, const char* string) {
 }
 
 int FileChangeOwner(const char* path, uid_t user, gid_t group) {
-    if ((path != nullptr ? chown(path, user, group) : NoPath()) == 0) return 1;
+    if ((path != nullptr ? chown(path, user, group) : RefuseNull()) == 0) return 1;
     const KeptErrno error;
     Log() << "File: ERROR! Can't change ownership of '" << StringOrNil(path) << "'.\n";
     Log() << "File: ERROR! " << ErrorIs{error.number, ErrorForm::CommaPlain} << ".\n";

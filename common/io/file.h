@@ -37,15 +37,16 @@ int FileHasPathPrefix(const char* name);
 
 /// Reads a line of at most size - 1 bytes, one byte a read, up to and with its line feed; a longer line comes in
 /// pieces. A read that a signal interrupted is repeated. Returns the place of the NUL that it put behind the line in
-/// buffer (size bytes), or null when nothing was read: size below 2 (nothing is tried then), the end of the file (errno
-/// EIO) or a failure (its errno, EAGAIN too). Either may also have ended a line early, and left its errno.
+/// buffer (size bytes), or null when nothing was read: size below 2 (nothing is tried, errno stays), the end of the
+/// file (errno EIO) or a failure (its errno, EAGAIN too). Either may also have ended a line early, and left its errno.
 char* FileReadLine(int descriptor, char* buffer, int size);
 
 /// Writes the whole string with as many calls as that takes. Returns the bytes written: fewer when the descriptor takes
-/// no more for now (EAGAIN) or failed on the way; -1 with errno when nothing was written because of a failure.
+/// no more for now (EAGAIN) or failed on the way; -1 with errno when nothing was written because of a failure, EFAULT
+/// for a null string.
 int FileWriteString(int descriptor, const char* string);
 
-/// chown(2): 1, or -1 with errno and two lines on the ordinary stream.
+/// chown(2): 1, or -1 with errno and two lines on the ordinary stream; a null path is refused with EFAULT.
 int FileChangeOwner(const char* path, uid_t user, gid_t group);
 
 /// pipe(2) and FileSetPipeSize: 1 with the read end in descriptors[0] and the write end in [1], both inherited by

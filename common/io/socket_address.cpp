@@ -8,19 +8,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
+#include "common/io/socket_report.h"
 #include "common/util/string_owned.h"
 #include "common/util/string_text.h"
 
 namespace {
-
-// One line on each stream.
-template <class... Words>
-void WriteTwice(const Words&... words) {
-    ((Log() << "Socket: ERROR! ") << ... << words) << ".\n";
-    (LogError() << ... << words) << ".\n";
-}
 
 const char* ResolverText(int* resolverError, int error) {
     switch (*resolverError) {
@@ -40,19 +32,10 @@ const char* ResolverText(int* resolverError, int error) {
     return StringOrNil(ErrorString(EMFILE));
 }
 
-void ReportUnresolved(const char* name) {
-    const KeptErrno error;
-    int resolverError = h_errno;
-    const char* text = ResolverText(&resolverError, error.number);
-    WriteTwice("Failed to resolve address '", name, "'");
-    WriteTwice("Error is ", resolverError, " '", text, "'");
-}
-
-template <class... Words>
-void ReportSystemFailure(const Words&... words) {
-    const KeptErrno error;
-    WriteTwice(words...);
-    WriteTwice(ErrorIs{error.number});
+void ReportUnresolved(const char* name, int resolverError, int error) {
+    const char* text = ResolverText(&resolverError, error);
+    SocketReport("Failed to resolve address '", name, "'");
+    SocketReport("Error is ", resolverError, " '", text, "'");
 }
 
 struct EndAddress {
@@ -68,7 +51,7 @@ bool GetEnd(int descriptor, int local, const char* what, EndAddress* end) {
     const int result =
         local != 0 ? getsockname(descriptor, address, &end->length) : getpeername(descriptor, address, &end->length);
     if (result < 0) {
-        ReportSystemFailure("Can't get the ", local != 0 ? "local" : "remote", what, descriptor);
+        SocketReportFailure("Can't get the ", local != 0 ? "local" : "remote", what, descriptor);
         return false;
     }
     if (end->storage.ss_family == AF_INET6) end->length = sizeof(sockaddr_in6);
@@ -87,9 +70,11 @@ uint32_t SocketResolveAddress(const char* name) {
         memcpy(&address, host->h_addr_list[0], sizeof address);
         return address;
     }
+    const int resolverError = h_errno;
+    const int error = errno;
     const in_addr_t address = inet_addr(name);
     if (address != INADDR_NONE) return address;
-    ReportUnresolved(name);
+    ReportUnresolved(name, resolverError, error);
     errno = EADDRNOTAVAIL;
     return 0;
 }
@@ -97,11 +82,11 @@ uint32_t SocketResolveAddress(const char* name) {
 const char* SocketResolveName(const char* text) {
     const in_addr_t address = text != nullptr ? inet_addr(text) : INADDR_NONE;
     if (address == INADDR_NONE) {
-        WriteTwice("Wrong IPv4 dotted-decimal address '", StringOrNil(text), "'");
+        SocketReport("Wrong IPv4 dotted-decimal address '", StringOrNil(text), "'");
         return nullptr;
     }
     if (const hostent* host = gethostbyaddr(&address, sizeof address, AF_INET)) return host->h_name;
-    ReportUnresolved(text);
+    ReportUnresolved(text, h_errno, errno);
     return nullptr;
 }
 
@@ -137,7 +122,7 @@ int SocketGetPort(int descriptor, int local) {
     if (!GetEnd(descriptor, local, " host for FD#", &end)) return -1;
     char service[32];
     if (getnameinfo(end.Address(), end.length, nullptr, 0, service, sizeof service, NI_NUMERICSERV) != 0) {
-        ReportSystemFailure("Can't get the network port");
+        SocketReportFailure("Can't get the network port");
         return -1;
     }
     return static_cast<int>(strtol(service, nullptr, 10));
@@ -149,7 +134,7 @@ char* SocketGetHost(int descriptor, int local) {
     SocketUnmapAddress(&end.storage, &end.length);
     char host[NI_MAXHOST];
     if (getnameinfo(end.Address(), end.length, host, sizeof host, nullptr, 0, NI_NUMERICHOST) != 0) {
-        ReportSystemFailure("Can't get the host name info for FD#", descriptor);
+        SocketReportFailure("Can't get the host name info for FD#", descriptor);
         return nullptr;
     }
     return StringCopy(host);
@@ -163,8 +148,10 @@ int SocketGetNetworkInfo(int descriptor, char** localHost, int* localPort, char*
     *localHost = hostOrUnknown(1);
     *remoteHost = hostOrUnknown(0);
     *localPort = SocketGetPort(descriptor, 1);
+    const int localError = errno;
     *remotePort = SocketGetPort(descriptor, 0);
     if (*localPort != -1 && *remotePort != -1) return 1;
-    WriteTwice("Failed to collect network information for FD#", descriptor);
+    if (*localPort == -1) errno = localError;
+    SocketReport("Failed to collect network information for FD#", descriptor);
     return -1;
 }

@@ -2,6 +2,8 @@
 // written on the ordinary stream and again on the level stream. Linking the look-ups pulls in the system resolver,
 // which a fully static program can't serve.
 //
+// An operation that fails leaves in errno what its entry says, or the number of the call that failed.
+//
 // Threads: SocketResolveAddress, SocketResolveName and SocketResolveText use resolver calls that are not reentrant, and
 // the entries that return texts share storage which the next call overwrites: callers on more than one thread serialise
 // these calls and copy the results. SocketGetPort, SocketGetHost and SocketGetNetworkInfo may be called from any
@@ -20,7 +22,7 @@ uint32_t SocketResolveAddress(const char* name);
 /// no name.
 const char* SocketResolveName(const char* text);
 
-/// SocketFormatAddress of SocketResolveAddress: "0.0.0.0" when the name can't be resolved.
+/// SocketFormatAddress of SocketResolveAddress, with its lines and errno: "0.0.0.0" when the name can't be resolved.
 const char* SocketResolveText(const char* name);
 
 /// The dotted text of an address, in a buffer of this function's own that all threads share.
@@ -33,18 +35,18 @@ const char* SocketAddressToText(uint32_t address);
 /// this is a look at the characters, not a parser.
 int SocketIsNumericAddress(const char* text);
 
-/// Rewrites an IPv4-mapped IPv6 address (::ffff:a.b.c.d, RFC 4291) as the IPv4 address that it maps, *length with it;
-/// leaves any other alone.
+/// Rewrites an IPv4-mapped IPv6 address (::ffff:a.b.c.d, RFC 4291) as the IPv4 address that it maps and sets *length to
+/// 16; leaves any other alone.
 void SocketUnmapAddress(struct sockaddr_storage* address, socklen_t* length);
 
 /// The port of the socket's local end (local non-zero) or of its peer; -1 with errno and four log lines. A failure of
-/// getnameinfo(3) is reported with the errno of that moment.
+/// getnameinfo(3) is reported with the errno of that moment, which may be 0.
 int SocketGetPort(int descriptor, int local);
 
 /// The numeric address of that end as a new[] text that the caller frees with delete[], a mapped IPv4 peer in dotted
-/// form; null with errno and four log lines.
+/// form; null with errno and four log lines, as SocketGetPort.
 char* SocketGetHost(int descriptor, int local);
 
 /// All four at once. The caller owns both host texts in every case; an unknown one reads "UNKNOWN", an unknown port -1.
-/// 1, or -1 after two log lines when a port is missing.
+/// 1, or -1 with errno when a port is missing, after the four lines of each thing that is unknown and two of its own.
 int SocketGetNetworkInfo(int descriptor, char** localHost, int* localPort, char** remoteHost, int* remotePort);

@@ -11,9 +11,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "common/io/socket_report.h"
 #include "common/io/socket_system.h"
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
 
 namespace {
 
@@ -81,7 +80,7 @@ struct SocketOption {
     int support = -1;  // the level that the system must have
     Lines lines = Lines::One;
     Severity severity = Severity::Error;
-    int silent[2] = {0, 0};  // error numbers that are returned without a line
+    int silent[2] = {0, 0};  // error numbers that are returned without a line; 0 is none
 };
 
 constexpr SocketOption kNoDelay{.level = IPPROTO_TCP,
@@ -139,11 +138,7 @@ bool CountsQueues() {
 }
 
 int QueryFailed(int descriptor, int code) {
-    const KeptErrno error;
-    Log() << "Socket: ERROR! Query failed for option " << code << " on FD#" << descriptor << ".\n";
-    LogError() << "Query failed for option " << code << " on FD#" << descriptor << ".\n";
-    Log() << "Socket: ERROR! " << ErrorIs{error.number} << ".\n";
-    LogError() << ErrorIs{error.number} << ".\n";
+    SocketReportFailure("Query failed for option ", code, " on FD#", descriptor);
     return -1;
 }
 

@@ -4,6 +4,7 @@
 // (SocketSystemSupport is below the level named here; so do all of them that need a level before SocketSystemInit); -1
 // with errno on failure. A failure is written on the ordinary stream and again on the level stream, unless an entry
 // says that it is silent. An on/off value is 0 for off and any other for on, and goes to the system unchanged.
+// SocketSystemInit is in socket_system.h.
 #pragma once
 
 /// O_NONBLOCK of the status flags (fcntl(2)). One call when the mode already is 0 or 1 as value says, else two.
@@ -15,7 +16,7 @@ int SocketSetNoInherit(int descriptor, int value);
 /// TCP_NODELAY (tcp(7)). Silent for EOPNOTSUPP and ENOPROTOOPT: a local socket has no such option.
 int SocketSetNoDelay(int descriptor, int value);
 
-/// TCP_CORK. Needs level 3.
+/// TCP_CORK. Needs level 3. Writes a failure in four lines.
 int SocketSetCork(int descriptor, int value);
 
 /// SO_RCVBUF and SO_SNDBUF in bytes (socket(7)). Linux doubles the number and reports the double.
@@ -34,7 +35,7 @@ int SocketSetLinger(int descriptor, int seconds);
 /// SO_REUSEADDR.
 int SocketSetReuseAddress(int descriptor, int value);
 
-/// TCP_QUICKACK. Needs level 3. The system clears it again as it sees fit.
+/// TCP_QUICKACK. Needs level 3. Writes a failure in four lines. The system clears it again as it sees fit.
 int SocketSetQuickAck(int descriptor, int value);
 
 /// The codes that SocketGetOption answers.

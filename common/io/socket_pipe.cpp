@@ -4,8 +4,7 @@
 #include <unistd.h>
 
 #include "common/io/socket_options.h"
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
+#include "common/io/socket_report.h"
 
 int SocketPipe(int* pair, int size) {
     pair[0] = pair[1] = -1;
@@ -19,8 +18,7 @@ int SocketPipe(int* pair, int size) {
         return 0;
     }
     const KeptErrno error;
-    Log() << "Socket: ERROR! Can't create the socket pipe. " << ErrorIs{error.number} << ".\n";
-    LogError() << "Can't create the socket pipe. " << ErrorIs{error.number} << ".\n";
+    SocketReport("Can't create the socket pipe. ", ErrorIs{error.number});
     for (int slot = 0; slot < 2; ++slot) {
         if (pair[slot] != -1) close(pair[slot]);
         pair[slot] = -1;

@@ -19,20 +19,27 @@
 
 class Logger {
 public:
-    std::ostream* logStream_;   ///< ordinary stream
-    std::ostream* logRetired_;  ///< the one that it replaced last, or null
-    std::ostream*
-        errorStream_;  ///< level stream; while it is another one than std::clog, std::clog writes into its buffer
+    // The ordinary stream, the level stream and a third one for the application's own use, which is reached through its
+    // field alone; behind each the one that it replaced last, or null. While the level stream is another one than
+    // std::clog, std::clog writes into its buffer.
+    std::ostream* logStream_;
+    std::ostream* logRetired_;
+    std::ostream* errorStream_;
     std::ostream* errorRetired_;
-    std::ostream* auxStream_;  ///< third stream, for the application's own use; reached through this field alone
+    std::ostream* auxStream_;
     std::ostream* auxRetired_;
-    char* logName_;  ///< path of the file behind each stream when it was opened by name, else null; owned
+
+    // The paths of the files behind the three streams that were opened by name, else null. Owned.
+    char* logName_;
     char* errorName_;
     char* auxName_;
+
     std::ostream* nullStream_;      ///< what is written here is lost
     std::streambuf* stderrBuffer_;  ///< the standard error's own buffer
-    int redirect_;  ///< 0 at first: SetLogStream, SetErrorStream, OpenLogFile and OpenErrorFile do nothing until the
-                    ///< application sets this field to 1
+
+    /// 0 at first: SetLogStream, SetErrorStream, OpenLogFile and OpenErrorFile do nothing until the application sets
+    /// this field to 1.
+    int redirect_;
     int mode_;      ///< 0 off, 1 (at first) full, any other value level lines only
     int showTags_;  ///< 1 at first; 0 makes Tagged leave its tag out
     int buffered_;  ///< 1 at first; 0 makes files that are opened from then on unbuffered

@@ -5,8 +5,9 @@
 //     Error: Bad value '7' in method 'Socket::setOption()' context [level].
 //
 // and then leaves the number named here in errno, for the method to return its failure value. className, method
-// (without parentheses) and context are texts, not null. Any thread may call; another thread's line can fall between
-// the two.
+// (without parentheses) and context are texts, not null: a null text would put the stream into its failed state, and
+// with it every later line that goes there. Pointers are written in hexadecimal, a null pointer as 0. errno is set
+// while the Logger is off, too. Any thread may call; another thread's line can fall between the two.
 #pragma once
 
 /// "Bad value '<value>' in method …". errno EINVAL.
@@ -17,7 +18,7 @@ void ReportBadValue(const char* className, const char* value, const char* method
 /// "Bad value '<value>' for type '<type>' in method …". errno EINVAL.
 void ReportBadValueForType(const char* className, int type, int value, const char* method, const char* context);
 
-/// "Bad pointer '<pointer>' in method …", the pointer in hexadecimal, a null pointer as 0. errno EINVAL.
+/// "Bad pointer '<pointer>' in method …". errno EINVAL.
 void ReportBadPointer(const char* className, const void* pointer, const char* method, const char* context);
 
 /// "Operation not permitted in method …". errno EPERM.

@@ -5,9 +5,10 @@
 #include <pwd.h>
 #include <sys/types.h>
 
-/// Look an entry up: 1 with *record filled and *buffer a new[] block that its texts lie in, which the caller frees with
-/// delete[] once the record is no longer needed; -1 with errno (ENOENT when there is no such entry, ERANGE when it
-/// doesn't fit the system's size for such buffers) after two log lines, *buffer then not to be used.
+/// Look an entry up (a null name is in no database): 1 with *record filled and *buffer a new[] block that its texts lie
+/// in, which the caller frees with delete[] once the record is no longer needed; -1 with errno (ENOENT when there is no
+/// such entry, ERANGE when it doesn't fit the system's size for such buffers) after two log lines, *buffer then not to
+/// be used.
 int ProcessGetUserByName(const char* name, struct passwd* record, char** buffer);
 int ProcessGetGroupByName(const char* name, struct group* record, char** buffer);
 int ProcessGetUserById(uid_t id, struct passwd* record, char** buffer);
@@ -29,14 +30,15 @@ const char* ProcessHostName();
 /// "localhost".
 const char* ProcessDefaultHostName();
 
-/// 1 for exactly "localhost", "localhost.localdomain" and "127.0.0.1", else 0.
+/// 1 for exactly (in lower case) "localhost", "localhost.localdomain" and "127.0.0.1", else 0. name isn't null.
 int ProcessIsLocalHost(const char* name);
 
-/// The first of TEMP, TMP (environment variables, set and not empty) and "/tmp". Not to be freed.
+/// The first of TEMP, TMP (environment variables, set and not empty) and "/tmp". Not to be freed; valid until they
+/// change.
 const char* ProcessTempDirectory();
 
 /// A name for a temporary file, "<directory>/<prefix><digits>", in a malloc block that the caller frees with free(3). A
 /// null directory stands for ProcessTempDirectory, an empty one for none (with a log line); a null prefix for "T-".
 /// Prefix and digits are cut at 1023 bytes. No file is made and none looked for: the name isn't a safe one in a
-/// directory that others write to. Null without memory, after two log lines.
+/// directory that others write to. Null with errno ENOMEM without memory, after two log lines.
 char* ProcessTempName(const char* directory, const char* prefix);

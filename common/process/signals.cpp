@@ -1,6 +1,8 @@
 #include "common/process/signals.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "common/log/error_is.h"
 #include "common/log/logger.h"
@@ -21,6 +23,9 @@ constexpr struct {
                 {SIGTERM, "SIGTERM"},   {SIGCHLD, "SIGCHLD"}, {SIGCONT, "SIGCONT"}, {SIGSTOP, "SIGSTOP"},
                 {SIGTSTP, "SIGTSTP"},   {SIGTTIN, "SIGTTIN"}, {SIGTTOU, "SIGTTOU"}, {SIGVTALRM, "SIGVTALRM"},
                 {SIGWINCH, "SIGWINCH"}, {SIGPOLL, "SIGPOLL"}};
+
+static_assert(std::is_sorted(std::begin(kSignals), std::end(kSignals),
+                             [](const auto& a, const auto& b) { return a.number < b.number; }));
 
 }  // namespace
 

@@ -1,5 +1,6 @@
 // Signal handlers, masks and timers, and the names of signals. The mask belongs to the calling thread, everything else
-// to the process. Records belong to the caller.
+// to the process; any thread may call. Records, sets and texts belong to the caller. A failure writes one ordinary
+// line, such as "Signal: ERROR! Call to sigaction failed. Error is 22 'Invalid argument'."
 #pragma once
 #include <sys/time.h>
 
@@ -36,5 +37,6 @@ const char* ProcessTermSignalName(int status);
 const char* ProcessStopSignalName(int status);
 
 /// Writes 22 ordinary lines "<label>/Signal: <number>, <name>\t" and "Yes" or "No", one for each signal that has a
-/// name: is it in the set? The label of null is "Signal", the Logger of null the global one.
+/// name: is it in the set (not null)? A null label is "Signal", a null Logger the global one. Another thread's text can
+/// fall between a name and its answer.
 void SignalDumpSet(const sigset_t* set, const char* label, Logger* logger);

@@ -49,10 +49,11 @@ int BSDgetopt(int argc, char* const* argv, const char* optstring) {
         }
         loneDash = *place == '\0';
     }
-    const char letter = loneDash ? '-' : *place++;
+    const auto letter = static_cast<signed char>(loneDash ? '-' : *place++);  // also where char is unsigned
     BSDoptopt = letter;
     if (letter == ':') return UnknownOption(argv[0], optstring);
     const char* known = strchr(optstring, letter);
+    // A '-' inside a cluster ends the scan where it stands: BSDoptind still indexes the cluster.
     if (known == nullptr) return letter == '-' ? -1 : UnknownOption(argv[0], optstring);
 
     if (known[1] != ':') {

@@ -1,5 +1,6 @@
 // Option strings: key=value,key=value texts. A value carries ',', '=' and ' ' as the control bytes 30, 29 and 31.
-// Stateless; any thread may call; nothing logs.
+// Stateless; any thread may call; nothing logs, none but OptionParseNumber touches errno. Texts aren't null unless an
+// entry says so; lengths are in bytes without the NUL.
 #pragma once
 #include <cstdint>
 
@@ -18,6 +19,7 @@ int OptionCheckValue(const char* value, uint32_t limit);
 int OptionCheckPair(const char* key, const char* value, uint32_t limit);
 
 /// The decimal number that text begins with, at most 2147483647; -1 when it doesn't begin with a digit.
+/// What follows the digits is ignored. errno: ERANGE for a number that no long holds.
 int OptionParseNumber(const char* text);
 
 /// 1 when text begins with name and then ends or goes on with ',', else 0. A name with a ',' in it never fits.

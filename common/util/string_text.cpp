@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "common/log/error_is.h"
 #include "common/log/logger.h"
 #include "common/util/string_owned.h"
 
@@ -45,6 +46,7 @@ int StringScanNumbers(const char* text, int* a, int* b, int* c, int* d) {
 
 int StringCountLines(const char* buffer, int length, char separator) {
     const int count = length > 0 ? static_cast<int>(std::count(buffer, buffer + length, separator)) : 0;
+    const KeptErrno kept;
     Log() << "String: Found " << count << " lines with separator " << int{static_cast<signed char>(separator)} << ".\n";
     return count;
 }

@@ -24,8 +24,8 @@ int StringHasDotDot(const char* path);
 /// Returns the number of fields read, or -1 for an empty text.
 int StringScanNumbers(const char* text, int* a, int* b, int* c, int* d);
 
-/// The number of bytes equal to separator in the first length bytes of buffer, 0 for a length of 0 or less. Writes the
-/// count on the log.
+/// The number of bytes equal to separator in the first length bytes of buffer, 0 for a length of 0 or less. Writes
+/// "String: Found <count> lines with separator <its number>." on the ordinary stream.
 int StringCountLines(const char* buffer, int length, char separator);
 
 /// Writes the dotted text of an IPv4 address in network byte order into buffer, which must hold 16 bytes; returns

@@ -1,4 +1,5 @@
-// Clock texts in the local time zone, and clock readings. Stateless; any thread may call.
+// Clock texts in the local time zone, and clock readings. Stateless; any thread may call. errno means nothing after a
+// text (the first may load the time zone); a time that no calendar year of an int holds has no meaningful text.
 #pragma once
 #include <sys/time.h>
 #include <time.h>
@@ -11,7 +12,8 @@ char* TimeClockText(char* buffer, const struct timeval* time);
 /// Replaces the owned string *dst (string_owned.h) by a new[] block of 17 bytes with that text.
 void TimeSetClockText(char** dst, const struct timeval* time);
 
-/// Writes the 24 characters of ctime_r(3) without its newline into buffer, which must hold 26 bytes; returns buffer.
+/// Writes the 24 characters of ctime_r(3) without its newline into buffer, which must hold 26 bytes; returns buffer. A
+/// year of more than four digits gives the empty text.
 char* TimeDateText(char* buffer, const time_t* time);
 
 /// Replaces the owned string *dst by a new[] block of 26 bytes with that text.
