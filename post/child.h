@@ -1,5 +1,6 @@
 // Running the programs of an installation: the server, its setup script, the client.
 #pragma once
+#include <cassert>
 
 /// The argument vector of a child: program, program, arguments, null. Keeps pointers to texts of the caller's.
 class ChildVector {
@@ -8,7 +9,10 @@ public:
         Add(program);
         Add(program);
     }
-    void Add(const char* argument) { slots_[count_++] = argument; }
+    void Add(const char* argument) {
+        assert(count_ < kSlots - 1);
+        slots_[count_++] = argument;
+    }
     void Add(const char* name, const char* value) {
         Add(name);
         Add(value);
@@ -22,6 +26,13 @@ private:
     int count_ = 0;
 };
 
+/// How far a child came, and errno of the step that failed or the decoded exit code; error 0 is success.
+enum ChildEnd { NotStarted, NotWaited, Exited };
+struct ChildOutcome {
+    ChildEnd end;
+    int error;
+};
+
 /// The report of one way in which a child can fail: what could not be done, and the code of the place.
 struct FailureWords {
     const char *what, *code;
@@ -29,22 +40,15 @@ struct FailureWords {
 
 /// A kind of child as data: the words of its log lines, and of its failures.
 struct ChildKind {
-    const char* starting;  ///< "ACTION! <starting> '<program>'"
-    const char* waiting;   ///< "Waiting <waiting> with pid"
-    const char* exiting;   ///< "<exiting> exited with code"
-    bool showsVector;      ///< log the arguments that it was started with
-    const char* action;    ///< what PostData::action becomes when the child fails; null leaves it
-    FailureWords notStarted, notWaited, failed;
+    const char* starting;      ///< "ACTION! <starting> '<program>'"
+    const char* waiting;       ///< "Waiting <waiting> with pid"
+    const char* subject;       ///< "<subject> exited with code"
+    bool showsVector;          ///< log the arguments that it was started with
+    const char* action;        ///< what PostData::action becomes when the child fails; null leaves it
+    FailureWords failures[3];  ///< in the order of ChildEnd
 };
 
 extern const ChildKind kServerStop, kServerStart, kSetupScript, kClient;
-
-/// How a child came out: where it failed, and errno of that step or the decoded exit code. error 0 is success.
-enum class ChildEnd { NotStarted, NotWaited, Exited };
-struct ChildOutcome {
-    ChildEnd end;
-    int error;
-};
 
 /// Starts a child: its pid, or -1 with errno.
 int PostMainStartChild(const ChildKind& kind, const ChildVector& vector);

@@ -2,12 +2,12 @@
 
 #include <cerrno>
 
-#include "common/log/logger.h"
 #include "common/util/option_parser.h"
 #include "common/util/option_string.h"
 #include "common/util/string_owned.h"
 #include "post/exit_path.h"
 #include "post/post_data.h"
+#include "post/run_log.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ bool ReadText(int letter) {
         if (option.letter != letter) continue;
         char*& field = postData_.*option.field;
         StringSet(&field, CheckedValue(option.letter));
-        Log() << "PostMain: " << option.words << " '" << field << "'.\n";
+        Line() << "PostMain: " << option.words << " '" << field << "'.\n";
         return true;
     }
     return false;
@@ -49,11 +49,11 @@ void ReadPid() {
     const char* value = CheckedValue('p');
     const int pid = OptionParseNumber(value);
     if (pid < 0) {
-        LogError() << "Invalid pid '" << value << "'.\n";
+        Line(LogError) << "Invalid pid '" << value << "'.\n";
         Fail();
     }
     postData_.parentPid = pid;
-    Log() << "PostMain: Waiting parent pid '" << pid << "'.\n";
+    Line() << "PostMain: Waiting parent pid '" << pid << "'.\n";
 }
 
 }  // namespace
@@ -67,18 +67,18 @@ void PostMainReadOptions(int argc, char** argv) {
             ReadPid();
         } else if (letter == 'r') {
             postData_.startup = 0;
-            Log() << "PostMain: Using server startup value '" << postData_.startup << "'.\n";
+            Line() << "PostMain: Using server startup value '" << postData_.startup << "'.\n";
         } else if (letter == 'i') {
             postData_.interactive = 1;
-            Log() << "PostMain: Using interactive value '" << postData_.interactive << "'.\n";
+            Line() << "PostMain: Using interactive value '" << postData_.interactive << "'.\n";
         } else {
-            LogError() << "Invalid option '" << static_cast<char>(BSDoptopt) << "'.\n";
+            Line(LogError) << "Invalid option '" << static_cast<char>(BSDoptopt) << "'.\n";
             Fail();
         }
     }
 }
 
 void PostMainBadOption(char letter, const char* value) {
-    LogError() << "Invalid option '" << letter << "' '" << StringOrNil(value) << "'.\n";
+    Line(LogError) << "Invalid option '" << letter << "' '" << StringOrNil(value) << "'.\n";
     Fail();
 }

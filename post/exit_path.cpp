@@ -6,24 +6,30 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "common/log/logger.h"
 #include "common/process/process_control.h"
 #include "common/process/thread.h"
 #include "common/util/string_owned.h"
 #include "post/interrupts.h"
 #include "post/post_data.h"
 #include "post/progress.h"
-#include "post/run_error.h"
+#include "post/run_log.h"
 #include "post/update_files.h"
 
 namespace {
 
 constexpr char kDefaultAction[] = "update";
 
-std::atomic<bool> taken{false};
+std::atomic<int> owner{0};  // the thread id of the one that takes the exit path
 std::atomic<bool> mainRests{false};
 
 bool OnMainThread() { return gettid() == getpid(); }
+
+// Claims the exit path; false when the other thread has.
+bool Claim() {
+    const int self = gettid();
+    int other = 0;
+    return owner.compare_exchange_strong(other, self) || other == self;
+}
 
 // exit destroys static objects meanwhile: nothing is waited on here that it could destroy.
 [[noreturn]] void Rest() {
@@ -33,17 +39,18 @@ bool OnMainThread() { return gettid() == getpid(); }
 }
 
 void TakeExitPath() {
-    if (taken.exchange(true)) {
-        if (OnMainThread()) Rest();
+    const bool onMain = OnMainThread();
+    if (!Claim()) {
+        if (onMain) Rest();
         ThreadExit(nullptr);
     }
-    if (!OnMainThread()) mainRests.wait(false);
+    if (!onMain) mainRests.wait(false);
 }
 
 void WriteReport(const char* opening, const char* what, const char* name, const char* joint, const char* code,
                  int error) {
-    LogError() << opening << what << " '" << StringOrNil(name) << "'" << joint << "context [" << code << "].\n";
-    LogError() << RunErrorIs(error) << ".\n";
+    Line(LogError) << opening << what << " '" << StringOrNil(name) << "'" << joint << "context [" << code << "].\n";
+    Line(LogError) << RunErrorIs(error) << ".\n";
 }
 
 // The arguments that tell a client the outcome. errorText must hold 8 bytes and live as long as the vector.
@@ -68,9 +75,7 @@ ChildVector OutcomeVector(int error, char* errorText) {
         PostMainFreeUpdates();
         ProcessExit(postData_.error);
     }
-    const FailureWords& words = outcome.end == ChildEnd::NotStarted  ? kClient.notStarted
-                                : outcome.end == ChildEnd::NotWaited ? kClient.notWaited
-                                                                     : kClient.failed;
+    const FailureWords& words = kClient.failures[outcome.end];
     PostMainRecordFailure(kClient.action, outcome.error);
     PostMainClientFailure(words.what, postData_.client, words.code, outcome.error);
 }
@@ -84,25 +89,27 @@ void PostMainExit() {
         const MutexScope scope(progressData_.mutex);
         clientRuns = progressData_.clientPid != -1;
     }
-    // Read once: the progress thread may still record its client's failure, up to the join.
-    const int error = postData_.error;
+    // Up to the join the progress thread may record its client's failure. Each decision is made on one value.
+    int error = postData_.error;
     if (error != 0) {
-        if (clientRuns) {
-            PostMainWriteProgress(-abs(error));
+        if (clientRuns) PostMainWriteProgress(-abs(error));
+        if (progressData_.thread != ProgressData::kNone) {
             PostMainJoinProgress();
+            error = postData_.error;
         }
         PostMainRollBack();
     }
     if (postData_.client == nullptr || (clientRuns && error == 0)) {
-        Log() << "PostMain: No client to start.\n";
+        Line() << "PostMain: No client to start.\n";
         PostMainFreeUpdates();
         PostMainJoinProgress();
         ProcessExit(postData_.error);
     }
-    TellClient(postData_.error);
+    TellClient(error);
 }
 
 void PostMainRecordFailure(const char* action, int error) {
+    if (!Claim() && OnMainThread()) return;
     if (action != nullptr) StringSet(&postData_.action, action);
     postData_.error = error;
 }
@@ -128,20 +135,19 @@ void PostMainClientFailure(const char* what, const char* name, const char* code,
 void PostMainJudgeChild(const ChildKind& kind, const char* name, const ChildOutcome& outcome) {
     if (outcome.error == 0) return;
     PostMainRecordFailure(kind.action, outcome.error);
-    switch (outcome.end) {
-        case ChildEnd::NotStarted:
-            PostMainReportFailure(kind.notStarted.what, name, kind.notStarted.code, outcome.error);
-        case ChildEnd::NotWaited:
-            PostMainReportFailure(kind.notWaited.what, name, kind.notWaited.code, outcome.error);
-        case ChildEnd::Exited:
-            PostMainReportChildFailure(kind.failed.what, name, kind.failed.code, outcome.error);
-    }
+    const FailureWords& words = kind.failures[outcome.end];
+    if (outcome.end == Exited) PostMainReportChildFailure(words.what, name, words.code, outcome.error);
+    PostMainReportFailure(words.what, name, words.code, outcome.error);
 }
 
-void PostMainShowDialog() { Log() << "PostMain: WARNING! Should now display an operating system dialog.\n"; }
+void PostMainShowDialog() { Line() << "PostMain: WARNING! Should now display an operating system dialog.\n"; }
+
+void PostMainRestIfTaken() {
+    if (owner != 0) Rest();
+}
 
 void PostMainBoundary() {
-    if (taken) Rest();
+    PostMainRestIfTaken();
     if (PostMainInterruption() == 0) return;
     PostMainRecordFailure(postData_.action == nullptr ? kDefaultAction : nullptr, PostMainReportInterruption());
     PostMainExit();

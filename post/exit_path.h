@@ -1,5 +1,5 @@
-// The end of every run, and the reports that lead there. Exactly one thread takes the exit path: the first that enters
-// it.
+// The end of every run, and the reports that lead there. Exactly one thread takes the exit path: the first that records
+// a failure or enters it.
 //
 // The main thread, when it finds the path taken, comes to rest until the process ends, here or at the next boundary
 // between its phases. The progress thread, when it finds the path taken, ends, so that the main thread can join it;
@@ -12,12 +12,13 @@
 /// process with PostData::error.
 [[noreturn]] void PostMainExit();
 
-/// Records a failure: its action word (null leaves the recorded one) and its error code.
+/// Records a failure, its action word (null leaves the recorded one) and its error code, and claims the exit path for
+/// it. When the other thread has claimed it already, the main thread's failure isn't recorded: the run ends with the
+/// first. That of the progress thread is, since the main thread joins it on its way out.
 void PostMainRecordFailure(const char* action, int error);
 
 /// An operation that could not be done: writes "Can't <what> '<name>' in context [<code>]." and the error, and takes
-/// the exit path. The error is passed, not read back from the record: the other thread may have recorded its own
-/// meanwhile.
+/// the exit path. The error is passed, not read back from the record, which may hold the other thread's.
 [[noreturn]] void PostMainReportFailure(const char* what, const char* name, const char* code, int error);
 
 /// A child that ended badly: "Failure reported by <what> '<name>' in context [<code>]."
@@ -31,6 +32,9 @@ void PostMainJudgeChild(const ChildKind& kind, const char* name, const ChildOutc
 
 /// Where a dialogue of the operating system will be shown; for now a log line.
 void PostMainShowDialog();
+
+/// For the main thread: goes no further when the progress thread has claimed the exit path.
+void PostMainRestIfTaken();
 
 /// To be called by the main thread before each phase: it goes no further when the progress thread has taken the exit
 /// path, or when a signal asked for the end of the run.

@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <csignal>
 
-#include "common/log/logger.h"
 #include "common/process/signals.h"
+#include "post/run_log.h"
 
 namespace {
 
@@ -71,6 +71,6 @@ void PostMainTameSignals() {
 int PostMainInterruption() { return interruption.load(std::memory_order_relaxed); }
 
 int PostMainReportInterruption() {
-    LogError() << "Interrupted by signal '" << SignalName(PostMainInterruption()) << "'.\n";
+    Line(LogError) << "Interrupted by signal '" << SignalName(PostMainInterruption()) << "'.\n";
     return EINTR;
 }

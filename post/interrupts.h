@@ -10,5 +10,5 @@ void PostMainTameSignals();
 /// The signal that asks for the end of the run, 0 when there is none.
 int PostMainInterruption();
 
-/// Writes the line about that signal and returns the error code of a run that it ends.
+/// Writes the line about that signal and returns the error code of a run that it ends, 4 (EINTR).
 int PostMainReportInterruption();

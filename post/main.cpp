@@ -2,8 +2,6 @@
 #include <fcntl.h>
 
 #include <cerrno>
-
-#include "common/log/logger.h"
 #include "post/command_line.h"
 #include "post/exit_path.h"
 #include "post/interrupts.h"
@@ -11,6 +9,7 @@
 #include "post/post_data.h"
 #include "post/progress.h"
 #include "post/progress_thread.h"
+#include "post/run_log.h"
 
 namespace {
 
@@ -37,6 +36,7 @@ void RunSetupScript() {
 
 void StartServer() {
     PostMainStartServer();
+    PostMainRestIfTaken();
     PostMainWriteProgress(100);
 }
 
@@ -45,7 +45,7 @@ void StartServer() {
 int main(int argc, char** argv) {
     OccupyStandardStreams();
     PostMainTameSignals();
-    Log() << "PostMain: Starting post application.\n";
+    Line() << "PostMain: Starting post application.\n";
     PostMainSetStartValues();
     PostMainReadOptions(argc, argv);
     for (const auto phase : {PostMainFindServer, PostMainWaitForUpdater, PostMainStopServer, PostMainUpdateFiles,

@@ -4,12 +4,12 @@
 #include <cstdlib>
 
 #include "common/io/file.h"
-#include "common/log/logger.h"
 #include "common/process/process_control.h"
 #include "common/util/string_owned.h"
 #include "post/child.h"
 #include "post/exit_path.h"
 #include "post/post_data.h"
+#include "post/run_log.h"
 #include "post/update_files.h"
 
 namespace {
@@ -17,26 +17,26 @@ namespace {
 // A path below the root of the installation, cut at 1022 characters.
 class SystemPath {
 public:
-    SystemPath(const char* root, const char* below) { snprintf(path_, sizeof path_ - 1, "%s/%s", root, below); }
+    SystemPath(const char* root, const char* below) { snprintf(path_, sizeof path_, "%s/%s", root, below); }
     const char* Get() const { return path_; }
     bool Exists() const { return FileIsEntity(nullptr, path_) == 1; }
 
 private:
-    char path_[1024] = {};
+    char path_[1022 + 1];
 };
 
 // The root of the installation; null, with a warning, when there is none.
 const char* SystemRoot() {
     const char* root = getenv("QV_SYSTEM");
     if (root != nullptr && *root != '\0') return root;
-    Log() << "PostMain: WARNING! No environment for QV_SYSTEM.\n";
+    Line() << "PostMain: WARNING! No environment for QV_SYSTEM.\n";
     return nullptr;
 }
 
 void RunServer(const ChildKind& kind, const char* argument, const char* otherwise) {
     const char* server = postData_.server;
     if (server == nullptr || postData_.serverGiven != 1) {
-        Log() << "PostMain: No server to " << otherwise << ".\n";
+        Line() << "PostMain: No server to " << otherwise << ".\n";
         return;
     }
     ChildVector vector(server);
@@ -58,17 +58,17 @@ void PostMainWaitForUpdater() {
     constexpr uint32_t kPoll = 200;  // milliseconds
     const int pid = postData_.parentPid;
     if (pid < 0) {
-        Log() << "PostMain: No parent pid.\n";
+        Line() << "PostMain: No parent pid.\n";
         return;
     }
-    Log() << "PostMain: ACTION! Waiting for pid '" << pid << "' to continue.\n";
+    Line() << "PostMain: ACTION! Waiting for pid '" << pid << "' to continue.\n";
     // A probe of 0 would answer for the own process group, for ever.
     while (pid != 0 && ProcessIsRunning(pid) == 1) {
         PostMainBoundary();
         ProcessSleep(kPoll);
-        Log() << "PostMain: Still waiting for pid '" << pid << "' to continue.\n";
+        Line() << "PostMain: Still waiting for pid '" << pid << "' to continue.\n";
     }
-    Log() << "PostMain: Process '" << pid << "' has exited.\n";
+    Line() << "PostMain: Process '" << pid << "' has exited.\n";
 }
 
 void PostMainStopServer() { RunServer(kServerStop, "--shutdown", "stop"); }
@@ -87,7 +87,7 @@ void PostMainRunSetupScript() {
     if (root == nullptr) return;
     const SystemPath path(root, postData_.server != nullptr ? "scripts/setup/qvserver" : "scripts/setup/qvplayer");
     if (!path.Exists()) {
-        Log() << "PostMain: WARNING! File '" << path.Get() << "' does not exist.\n";
+        Line() << "PostMain: WARNING! File '" << path.Get() << "' does not exist.\n";
         return;
     }
     ChildVector vector(path.Get());

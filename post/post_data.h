@@ -21,8 +21,8 @@ struct UpdateEntry {
 };
 
 /// What the run was asked to do and how far it got. The texts are owned strings. The main thread writes it; the
-/// progress thread reads it, and writes error; once the exit path has been claimed only the claiming thread works on
-/// it.
+/// progress thread reads it, and writes error. When the progress thread takes the exit path it waits until the main
+/// thread rests, and works on the record alone from then on.
 struct PostData {
     char* client;                      ///< -c
     char* server;                      ///< -s, or found under QV_SYSTEM

@@ -8,20 +8,19 @@
 #include <cstring>
 
 #include "common/io/socket_system.h"
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
 #include "common/process/thread.h"
 #include "post/post_data.h"
+#include "post/run_log.h"
 
 namespace {
 
 int JoinThread() {
     if (progressData_.thread == ProgressData::kNone || pthread_equal(progressData_.thread, pthread_self()) != 0)
         return 1;
-    Log() << "PostMain: Going to join the progress thread with id " << progressData_.threadId << ".\n";
+    Line() << "PostMain: Going to join the progress thread with id " << progressData_.threadId << ".\n";
     void* dropped;
     if (ThreadJoin(progressData_.thread, &dropped) != 1) {
-        Log() << "PostMain: ERROR! Failed to join the progress thread with id " << progressData_.threadId << ".\n";
+        Line() << "PostMain: ERROR! Failed to join the progress thread with id " << progressData_.threadId << ".\n";
         return -1;
     }
     progressData_.thread = ProgressData::kNone;
@@ -39,11 +38,11 @@ void PostMainWriteProgress(int value) {
     const ssize_t sent = send(descriptor, text, strlen(text) + 1, 0);
     if (sent < 0) {
         const int error = errno;
-        Log() << "PostMain: ERROR! Could not write to 'FD#" << descriptor << "'. "
-              << ErrorIs{error, ErrorForm::BothQuoted} << ".\n";
+        Line() << "PostMain: ERROR! Could not write to 'FD#" << descriptor << "'. "
+               << ErrorIs{error, ErrorForm::BothQuoted} << ".\n";
         return;
     }
-    Log() << "PostMain: Wrote '" << text << "' to 'FD#" << descriptor << "', with '" << sent << "' bytes.\n";
+    Line() << "PostMain: Wrote '" << text << "' to 'FD#" << descriptor << "', with '" << sent << "' bytes.\n";
 }
 
 int PostMainJoinProgress() {

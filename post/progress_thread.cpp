@@ -10,11 +10,11 @@
 #include "common/io/socket_options.h"
 #include "common/io/socket_pipe.h"
 #include "common/io/socket_system.h"
-#include "common/log/logger.h"
 #include "common/process/thread.h"
 #include "post/child.h"
 #include "post/exit_path.h"
 #include "post/post_data.h"
+#include "post/run_log.h"
 
 namespace {
 
@@ -35,25 +35,25 @@ ChildVector ProgressVector(const char* client, const char* descriptorText) {
 
 void PostMainStartProgress() {
     if (postData_.client == nullptr) {
-        Log() << "PostMain: No client to start.\n";
+        Line() << "PostMain: No client to start.\n";
         return;
     }
     SocketSystemInit();
     int* const pair = progressData_.descriptors;
     if (const int result = SocketPipe(pair, kBufferSize)) {
-        Log() << "PostMain: WARNING! Could not create pipe. Error is '" << result << "'.\n";
+        Line() << "PostMain: WARNING! Could not create pipe. Error is '" << result << "'.\n";
         SocketSystemCleanup();
         return;
     }
-    Log() << "PostMain: Created pipe with 'FD#" << pair[0] << "', and 'FD#" << pair[1] << "'.\n";
+    Line() << "PostMain: Created pipe with 'FD#" << pair[0] << "', and 'FD#" << pair[1] << "'.\n";
     SocketSetNoInherit(pair[0], 0);
     SocketSetNoInherit(pair[1], 1);
     if (ThreadCreate(&progressData_.thread, &progressData_.threadId, PostMainProgressThread, pair) != 1) {
-        Log() << "PostMain: ERROR! Failed to create the progress thread.\n";
+        Line() << "PostMain: ERROR! Failed to create the progress thread.\n";
         SocketSetNoInherit(pair[0], 1);  // the pair stays open, and no other child may hold the client's end
         return;
     }
-    Log() << "PostMain: Created the progress thread with id " << progressData_.threadId << ".\n";
+    Line() << "PostMain: Created the progress thread with id " << progressData_.threadId << ".\n";
     clientTried.wait();
 }
 
@@ -73,9 +73,10 @@ void* PostMainProgressThread(void* /*argument*/) {
         close(progressData_.descriptors[0]);
         progressData_.descriptors[0] = -1;
     }
+    // Before the main thread goes on: it must not succeed without the client that could not be started.
+    if (pid < 0) PostMainRecordFailure(kClient.action, error);
     clientTried.count_down();
-    const ChildOutcome outcome =
-        pid < 0 ? ChildOutcome{ChildEnd::NotStarted, error} : PostMainWaitChild(kClient, vector, pid);
+    const ChildOutcome outcome = pid < 0 ? ChildOutcome{NotStarted, error} : PostMainWaitChild(kClient, vector, pid);
     PostMainJudgeChild(kClient, client.c_str(), outcome);
     return nullptr;
 }

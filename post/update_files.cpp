@@ -10,12 +10,11 @@
 #include <memory>
 
 #include "common/io/file.h"
-#include "common/log/logger.h"
 #include "common/util/option_string.h"
 #include "common/util/string_owned.h"
 #include "post/interrupts.h"
 #include "post/post_data.h"
-#include "post/run_error.h"
+#include "post/run_log.h"
 
 namespace {
 
@@ -58,25 +57,25 @@ private:
 
 // What could not be done to which file, and why. Returns the error, for the caller to pass on.
 int ReportFile(const char* what, const char* name, const char* code, int error) {
-    LogError() << "Can't " << what << " '" << name << "' in context ['" << code << "'].\n";
-    LogError() << RunErrorIs(error) << ".\n";
+    Line(LogError) << "Can't " << what << " '" << name << "' in context ['" << code << "'].\n";
+    Line(LogError) << RunErrorIs(error) << ".\n";
     return error;
 }
 
 int ReportOption(const char* key, const char* value, const char* code) {
-    LogError() << "Invalid option '" << key << "' value '" << StringOrNil(value) << "' in context ['" << code
-               << "'].\n";
+    Line(LogError) << "Invalid option '" << key << "' value '" << StringOrNil(value) << "' in context ['" << code
+                   << "'].\n";
     return EINVAL;
 }
 
 int ReportMissing(const char* key) {
-    LogError() << "Can't find option '" << key << "' in context ['AF'].\n";
+    Line(LogError) << "Can't find option '" << key << "' in context ['AF'].\n";
     return EINVAL;
 }
 
 // 0 or errno.
 int Rename(const char* from, const char* to) {
-    Log() << "PostMain: Renaming '" << from << "' as '" << to << "'.\n";
+    Line() << "PostMain: Renaming '" << from << "' as '" << to << "'.\n";
     return rename(from, to) == 0 ? 0 : errno;
 }
 
@@ -103,10 +102,10 @@ void RemoveLeftover(const char* name) {
     if (!Exists(name)) return;
     const int error = Remove(name);
     if (error == 0) {
-        Log() << "PostMain: Successfully removed leftover '" << name << "'.\n";
+        Line() << "PostMain: Successfully removed leftover '" << name << "'.\n";
     } else {
-        Log() << "PostMain: WARNING! Could not remove leftover '" << name << "'. "
-              << ErrorIs{error, ErrorForm::BothQuoted} << ".\n";
+        Line() << "PostMain: WARNING! Could not remove leftover '" << name << "'. "
+               << ErrorIs{error, ErrorForm::BothQuoted} << ".\n";
     }
 }
 
@@ -120,10 +119,10 @@ void RemoveLeftovers(NumberedName* name) {
 void ChooseFreeBackup(NumberedName* name, UpdateEntry* entry) {
     if (name->SuffixCut()) return;  // keep the taken name: its rename fails, and nothing is lost
     for (int number = 1; number <= kFreeVariants; ++number) {
-        Log() << "PostMain: Checking if '" << name->With(number) << "' exist.\n";
+        Line() << "PostMain: Checking if '" << name->With(number) << "' exist.\n";
         if (!Exists(name->Plain())) break;
     }
-    Log() << "PostMain: Filename '" << name->Plain() << "' is free to use.\n";
+    Line() << "PostMain: Filename '" << name->Plain() << "' is free to use.\n";
     StringSet(&entry->backup, name->Plain());
 }
 
@@ -133,7 +132,7 @@ void ChooseBackup(UpdateEntry* entry) {
     RemoveLeftovers(&name);
     if (!Exists(entry->destination) || !Exists(entry->backup)) return;
     if (Remove(entry->backup) == 0) {
-        LogWarning() << "Removed '" << entry->backup << "'.\n";
+        Line(LogWarning) << "Removed '" << entry->backup << "'.\n";
     } else {
         ChooseFreeBackup(&name, entry);
     }
@@ -150,8 +149,8 @@ int ReplaceFile(const UpdateEntry& entry) {
     ReportFile("rename", entry.source, "AH", error);
     if (rename(entry.backup, entry.destination) != 0) {
         const int restoreError = errno;
-        LogError() << "Can't rename '" << entry.backup << "' as '" << entry.destination << "'.\n";
-        LogError() << RunErrorIs(restoreError) << ".\n";
+        Line(LogError) << "Can't rename '" << entry.backup << "' as '" << entry.destination << "'.\n";
+        Line(LogError) << RunErrorIs(restoreError) << ".\n";
     }
     return error;
 }
@@ -160,7 +159,7 @@ int ApplyLine(char* line) {
     char* const newline = strchr(line, '\n');
     if (newline != nullptr) *newline = '\0';
     // The newline is shown too, in one piece with what follows it: the line-buffered stream then writes once.
-    Log() << "PostMain: Parsing update line '" << line << (newline != nullptr ? "\n'.\n" : "'.\n");
+    Line() << "PostMain: Parsing update line '" << line << (newline != nullptr ? "\n'.\n" : "'.\n");
 
     auto entry = std::make_unique<UpdateEntry>();
     if (const int error = ParseLine(line, entry.get())) return error;
@@ -180,8 +179,8 @@ int ApplyLines(FILE* list) {
     }
     const int error = errno;
     if (error != 0) {
-        LogError() << "Read from '" << postData_.updateFile << "' failed.\n";
-        LogError() << RunErrorIs(error) << ".\n";
+        Line(LogError) << "Read from '" << postData_.updateFile << "' failed.\n";
+        Line(LogError) << RunErrorIs(error) << ".\n";
     }
     return error;
 }
@@ -190,13 +189,13 @@ int ApplyList(const char* path) {
     FILE* list = fopen(path, "re");  // close-on-exec
     if (list == nullptr) {
         const int error = errno;
-        LogError() << "Can't open '" << path << "' for reading.\n";
-        LogError() << RunErrorIs(error) << ".\n";
+        Line(LogError) << "Can't open '" << path << "' for reading.\n";
+        Line(LogError) << RunErrorIs(error) << ".\n";
         return error;
     }
-    Log() << "PostMain: Opened file '" << path << "' for reading.\n";
+    Line() << "PostMain: Opened file '" << path << "' for reading.\n";
     const int result = ApplyLines(list);
-    Log() << "PostMain: Closing '" << path << "' with " << postData_.updates.size() << " files updated.\n";
+    Line() << "PostMain: Closing '" << path << "' with " << postData_.updates.size() << " files updated.\n";
     fclose(list);
     return result;
 }
@@ -213,22 +212,22 @@ std::unique_ptr<UpdateEntry> TakeUpdate() {
 int PostMainReplaceFiles() {
     const char* path = postData_.updateFile;
     if (path == nullptr) {
-        Log() << "PostMain: No files to update.\n";
+        Line() << "PostMain: No files to update.\n";
         return 0;
     }
-    Log() << "PostMain: ACTION! Updating files from '" << path << "'.\n";
+    Line() << "PostMain: ACTION! Updating files from '" << path << "'.\n";
     const int result = ApplyList(path);
-    Log() << "PostMain: Removing '" << path << "'.\n";
+    Line() << "PostMain: Removing '" << path << "'.\n";
     unlink(path);
     return result;
 }
 
 void PostMainRollBack() {
     if (postData_.updates.empty()) {
-        Log() << "PostMain: No updates to roll back.\n";
+        Line() << "PostMain: No updates to roll back.\n";
         return;
     }
-    Log() << "PostMain: Rolling back " << postData_.updates.size() << " files.\n";
+    Line() << "PostMain: Rolling back " << postData_.updates.size() << " files.\n";
     while (!postData_.updates.empty()) {
         const auto entry = TakeUpdate();
         if (const int error = Rename(entry->destination, entry->source)) {
@@ -246,13 +245,13 @@ void PostMainFreeUpdates() {
         StringReset(text);
     }
     if (postData_.updates.empty()) {
-        Log() << "PostMain: No updates to free.\n";
+        Line() << "PostMain: No updates to free.\n";
         return;
     }
-    Log() << "PostMain: Removing " << postData_.updates.size() << " updated entries.\n";
+    Line() << "PostMain: Removing " << postData_.updates.size() << " updated entries.\n";
     while (!postData_.updates.empty()) {
         const auto entry = TakeUpdate();
-        Log() << "PostMain: Removing '" << entry->backup << "'.\n";
+        Line() << "PostMain: Removing '" << entry->backup << "'.\n";
         if (const int error = Remove(entry->backup)) ReportFile("remove", entry->backup, "AG", error);
     }
 }

@@ -14,6 +14,9 @@
 #include "common/log/error_is.h"
 #include "common/util/time_text.h"
 
+// The direct entries serve objects that are built before the Logger.
+__attribute__((init_priority(101))) static std::ios_base::Init standardStreams;
+
 namespace {
 
 // Asked for once: the two system calls would be two of a line's three.

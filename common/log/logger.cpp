@@ -39,12 +39,16 @@ std::streambuf* StandardErrorBuffer() {
     return buffer;
 }
 
+// Written only where it differs: another thread may be inserting its text, which reads the flags.
+void SetDecimal(std::ostream& out) {
+    if ((out.flags() & std::ios::basefield) != std::ios::dec) out.setf(std::ios::dec, std::ios::basefield);
+}
+
 }  // namespace
 
-// Objects of one file and one priority are built in this order and destroyed in reverse: the standard streams, the
-// Logger, its mutex. Priorities up to 199 are left to what must be built before the Logger.
+// Objects of one file and one priority are built in this order and destroyed in reverse. Priorities up to 199 are left
+// to what must be built before the Logger.
 #define LOGGER_ORDER __attribute__((init_priority(200)))
-static std::ios_base::Init standardStreams LOGGER_ORDER;
 Logger logger_ LOGGER_ORDER;
 Mutex Logger::mutex_ LOGGER_ORDER;
 static MutexLife mutexLife LOGGER_ORDER;
@@ -76,7 +80,8 @@ std::ostream& Logger::Log() {
     const int length = LogPrefix(prefix, sizeof prefix);  // before the lock: the time is not that of a wait's end
     const LogLock lock(locked_ == 1);
     std::ostream& out = Chosen();
-    out.flush().write(prefix, length).setf(std::ios::dec, std::ios::basefield);
+    out.flush().write(prefix, length);
+    SetDecimal(out);
     return out;
 }
 
@@ -114,7 +119,7 @@ void Logger::Flush() {
     const KeptErrno kept;
     const LogLock lock;
     for (std::ostream* out : {&Chosen(), errorStream_}) {
-        out->setf(std::ios::dec, std::ios::basefield);
+        SetDecimal(*out);
         out->flush();
     }
 }

@@ -65,7 +65,8 @@ int ProcessCreate([[maybe_unused]] const char* command, const char* const* param
 
 int ProcessFork() {
     Logger::mutex_.Lock();
-    LogFlush();
+    // What waits in a log file's buffer would be written by both processes.
+    for (std::ostream* out : {logger_.logStream_, logger_.errorStream_}) out->flush();
     int pid;
     do {
         pid = fork();
@@ -79,7 +80,8 @@ int ProcessFork() {
 }
 
 int ProcessExec(const char* file, const char* const* arguments, const char* const* environment) {
-    LogFlush();  // a new program starts without what waits in the streams of this one
+    if (logger_.mode_ != 0)
+        LogFlush();  // the new program has no part in the streams; a silent child's are its parent's
     auto* const vector = const_cast<char* const*>(arguments);  // exec writes to neither vector, POSIX only says so late
     if (file == nullptr) {
         errno = EFAULT;
