@@ -1,0 +1,55 @@
+# What `cmake --install` puts where, in two components: `program` (qvpost and its manual) and `library` (qvcommon for
+# the programs of others).
+include(CMakePackageConfigHelpers)
+
+# qvpost goes into libexec/, out of the reach of PATH: updaters start it by its full path, nobody types it, and typed
+# without arguments in a shell that has QV_SYSTEM set it would run the setup script of that installation.
+install(TARGETS qvpost RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR} COMPONENT program)
+
+find_program(GZIP gzip REQUIRED)
+# Manual pages and change logs are installed compressed, without a time stamp, so that two builds are the same.
+function(install_compressed file destination name component)
+  set(target ${PROJECT_BINARY_DIR}/compressed/${component}/${name}.gz)
+  get_filename_component(folder ${target} DIRECTORY)
+  file(MAKE_DIRECTORY ${folder})
+  execute_process(COMMAND ${GZIP} -9nc ${file} OUTPUT_FILE ${target} COMMAND_ERROR_IS_FATAL ANY)
+  set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+  install(FILES ${target} DESTINATION ${destination} COMPONENT ${component} ${ARGN})
+endfunction()
+
+foreach(page qvpost.8 qvpost-list.5 qvpost-client.7)
+  string(REGEX REPLACE ".*\\." "" section ${page})
+  install_compressed(${PROJECT_SOURCE_DIR}/man/${page} ${CMAKE_INSTALL_MANDIR}/man${section} ${page} program)
+endforeach()
+
+set(program_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/qvpost)
+set(library_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/libqvcommon-dev)
+foreach(document log recipes reliability)
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/${document}.md DESTINATION ${program_doc} COMPONENT program OPTIONAL)
+endforeach()
+install(FILES ${PROJECT_SOURCE_DIR}/docs/library.md DESTINATION ${library_doc} COMPONENT library)
+# The example of the library is a project of its own; that of the program an installation with its updater.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/library DESTINATION ${library_doc}/examples COMPONENT library
+  OPTIONAL USE_SOURCE_PERMISSIONS PATTERN "build*" EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/installation DESTINATION ${program_doc}/examples COMPONENT program
+  OPTIONAL USE_SOURCE_PERMISSIONS)
+install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${program_doc} changelog program)
+install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${library_doc} changelog library)
+
+# The library: `#include "common/log/logger.h"` is found below include/qvcommon, the folder that the target brings along.
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qvcommon)
+install(TARGETS qvcommon EXPORT qvcommon-targets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qvcommon COMPONENT library)
+install(EXPORT qvcommon-targets NAMESPACE qvcommon:: DESTINATION ${package_dir} COMPONENT library)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/qvcommon-config.cmake.in
+  ${PROJECT_BINARY_DIR}/qvcommon-config.cmake INSTALL_DESTINATION ${package_dir} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/qvcommon-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/qvcommon-config.cmake ${PROJECT_BINARY_DIR}/qvcommon-config-version.cmake
+  DESTINATION ${package_dir} COMPONENT library)
+
+# The prefix is found from the place of the .pc file, as CMake finds it from the place of its own.
+file(RELATIVE_PATH pc_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" pc_to_prefix ${pc_to_prefix})
+configure_file(${PROJECT_SOURCE_DIR}/cmake/qvcommon.pc.in ${PROJECT_BINARY_DIR}/qvcommon.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/qvcommon.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT library)
