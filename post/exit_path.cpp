@@ -142,12 +142,12 @@ void PostMainJudgeChild(const ChildKind& kind, const char* name, const ChildOutc
 
 void PostMainShowDialog() { Line() << "PostMain: WARNING! Should now display an operating system dialog.\n"; }
 
-void PostMainRestIfTaken() {
-    if (owner != 0) Rest();
+void PostMainClaimExit() {
+    if (!Claim()) Rest();
 }
 
 void PostMainBoundary() {
-    PostMainRestIfTaken();
+    if (owner != 0) Rest();
     if (PostMainInterruption() == 0) return;
     PostMainRecordFailure(postData_.action == nullptr ? kDefaultAction : nullptr, PostMainReportInterruption());
     PostMainExit();

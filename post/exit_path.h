@@ -33,8 +33,9 @@ void PostMainJudgeChild(const ChildKind& kind, const char* name, const ChildOutc
 /// Where a dialogue of the operating system will be shown; for now a log line.
 void PostMainShowDialog();
 
-/// For the main thread: goes no further when the progress thread has claimed the exit path.
-void PostMainRestIfTaken();
+/// For the main thread, when all phases are done: claims the exit path before the client learns of it, so that a client
+/// that ends badly upon the last message can't have the files rolled back beneath the server that was just started.
+void PostMainClaimExit();
 
 /// To be called by the main thread before each phase: it goes no further when the progress thread has taken the exit
 /// path, or when a signal asked for the end of the run.

@@ -36,7 +36,7 @@ void RunSetupScript() {
 
 void StartServer() {
     PostMainStartServer();
-    PostMainRestIfTaken();
+    PostMainClaimExit();
     PostMainWriteProgress(100);
 }
 

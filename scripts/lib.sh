@@ -1,0 +1,81 @@
+# Shared by the scripts: sourced by bash, not run. The caller has set -euo pipefail.
+# shellcheck shell=bash
+
+say() { printf '== %s\n' "$*"; }
+fail() {
+    printf '%s: %s\n' "${0##*/}" "$*" >&2
+    exit 1
+}
+
+# Whether what a Debian package brings is there, however it was installed.
+has_package() {
+    case $1 in
+        g++ | cmake | git | python3 | clang | clang-tidy | clang-format | pkg-config) command -v "$1" >/dev/null ;;
+        ninja-build) command -v ninja >/dev/null ;;
+        libgtest-dev)  # the headers alone may be those of an unbuilt copy: compile and link
+            printf '#include <gtest/gtest.h>\nint main() { testing::InitGoogleTest(); }\n' |
+                "${CXX:-g++}" -std=c++20 -x c++ - -o /dev/null -lgtest -pthread >/dev/null 2>&1 ;;
+        libclang-rt-14-dev) compgen -G '/usr/lib/llvm-14/lib/clang/14*/lib/linux/libclang_rt.fuzzer-x86_64.a' >/dev/null ||
+            dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null | grep -qx installed ;;
+        *) fail "has_package: don't know how to look for '$1'" ;;
+    esac
+}
+
+# need PACKAGE...: installs those Debian packages that are missing, or says what to install.
+need() {
+    local package missing=() as_root=()
+    for package; do
+        has_package "$package" || missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+
+    if [ "$(. /etc/os-release 2>/dev/null && echo "${ID-}")" != debian ]; then
+        fail "please install what Debian calls: ${missing[*]} (on this distribution the names may differ)"
+    fi
+    if [ "$(id -u)" != 0 ]; then
+        command -v sudo >/dev/null || fail "missing: ${missing[*]}; run this as root once, or install sudo"
+        as_root=(sudo)
+    fi
+    say "Installing ${missing[*]}"
+    local log
+    log=$(mktemp)
+    if ! { "${as_root[@]}" apt-get -q update &&
+        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+            apt-get -q -y --no-install-recommends install "${missing[@]}"; } >"$log" 2>&1 </dev/null; then
+        tail -n 15 "$log" >&2
+        rm -f "$log"
+        fail "could not install: ${missing[*]}"
+    fi
+    rm -f "$log"
+    for package in "${missing[@]}"; do
+        has_package "$package" || fail "'$package' was installed, and still doesn't work"
+    done
+}
+
+# build_folder [CMAKE-ARGUMENT...]: the folder of a build with these arguments, so that different ones keep apart.
+# -DQVPOST_SANITIZE=address,undefined gives build-address-undefined, -DQVPOST_WERROR=ON gives build-werror.
+build_folder() {
+    local argument name value folder=build
+    for argument; do
+        value=${argument#*=} name=${argument%%=*} name=${name#-D} name=${name%:*}
+        case $value in
+            ON) value=${name##*_} ;;
+            OFF) value=no-${name##*_} ;;
+        esac
+        folder+=-$(printf %s "$value" | tr '[:upper:]' '[:lower:]' | tr -cs '[:alnum:]' - | sed 's/^-//; s/-$//')
+    done
+    echo "$folder"
+}
+
+# build FOLDER [CMAKE-ARGUMENT...]: configures and builds; what the tools say is shown when they fail.
+build() {
+    local folder=$1 log
+    shift
+    log=$(mktemp)
+    if ! { cmake -S . -B "$folder" -G Ninja "$@" && cmake --build "$folder"; } >"$log" 2>&1; then
+        grep -v '^\[[0-9]*/[0-9]*\] \(Building\|Linking\|Scanning\)' "$log" | tail -n 100 >&2 || true
+        rm -f "$log"
+        fail "the build in '$folder' failed"
+    fi
+    rm -f "$log"
+}
