@@ -23,7 +23,11 @@ constexpr char kBackupSuffix[] = ".temporary";
 constexpr int kLeftoverVariants = 9;  // cleaned before a line: the backup name and this many numbered ones
 constexpr int kFreeVariants = 10;     // tried when the backup name can't be freed
 
-bool Exists(const char* path) { return FileIsEntity(nullptr, path) == 1; }
+// FileStat, not FileIsEntity: a line asks twelve times, and each would copy the path.
+bool Exists(const char* path) {
+    struct stat record;
+    return FileStat(path, &record) == 1;
+}
 
 // The backup name of a destination with a decimal number behind it, cut at 1022 characters.
 class NumberedName {

@@ -27,7 +27,9 @@ void OptionEscape(char* text) {
 }
 
 void OptionUnescape(char* text) {
-    for (; *text != '\0'; ++text) {
+    // Most texts hold none of the three bytes; strpbrk finds that out many bytes at a time.
+    constexpr char kEscaped[] = {30, 29, 31, '\0'};
+    for (; (text = strpbrk(text, kEscaped)) != nullptr; ++text) {
         for (const auto& escape : kEscapes) {
             if (*text == escape.escaped) *text = escape.character;
         }

@@ -1,0 +1,2 @@
+// A C++ program that does nothing and has nothing, not even the standard streams.
+int main() {}
