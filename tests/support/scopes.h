@@ -10,8 +10,9 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <regex>
+#include <sstream>
 #include <string>
+#include <utility>
 
 /// A folder that removes itself.
 class TempFolder {
@@ -52,8 +53,14 @@ public:
     LogCapture& operator=(const LogCapture&) = delete;
     std::string Text() const {
         fflush(stderr);
-        return std::regex_replace(ReadFile("/proc/self/fd/" + std::to_string(fileno(file_))),
-                                  std::regex(R"((^|\n)\d+ \d+ \d\d:\d\d:\d\d \d{3}\.\d{3} )"), "$1@ ");
+        std::istringstream lines(ReadFile("/proc/self/fd/" + std::to_string(fileno(file_))));
+        std::string text;
+        for (std::string line; std::getline(lines, line); text += lines.eof() ? "" : "\n") {
+            int end = 0;
+            sscanf(line.c_str(), "%*d %*d %*2d:%*2d:%*2d %*3d.%*3d%n", &end);
+            text += end == 0 ? line : "@" + line.substr(static_cast<size_t>(end));
+        }
+        return text;
     }
 
 private:
@@ -87,3 +94,27 @@ inline int InChild(const std::function<int()>& body) {
     waitpid(pid, &status, 0);
     return status;
 }
+
+/// Values as one text, with a blank between them.
+template <class... Values>
+std::string Shown(const Values&... values) {
+    std::ostringstream out;
+    const char* separator = "";
+    ((out << std::exchange(separator, " ") << values), ...);
+    return out.str();
+}
+
+/// The same, with every value evaluated before the next one: "Told() << Call() << errno".
+class Told {
+public:
+    template <class Value>
+    Told& operator<<(const Value& value) {
+        text_ += (text_.empty() ? "" : " ") + Shown(value);
+        return *this;
+    }
+    bool operator==(const std::string& text) const { return text_ == text; }
+    friend std::ostream& operator<<(std::ostream& out, const Told& told) { return out << told.text_; }
+
+private:
+    std::string text_;
+};

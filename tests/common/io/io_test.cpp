@@ -1,0 +1,248 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/tcp.h>
+#include <sys/resource.h>
+
+#include <regex>
+
+#include "common/io/file.h"
+#include "common/io/socket_address.h"
+#include "common/io/socket_options.h"
+#include "common/io/socket_pipe.h"
+#include "common/io/socket_system.h"
+#include "common/util/string_owned.h"
+#include "tests/support/scopes.h"
+
+namespace {
+
+std::string Taken(const char* text) {
+    const std::string copy = StringOrNil(text);
+    delete[] text;
+    return copy;
+}
+
+TEST(File, PathsAreJoinedAndAskedAbout) {
+    const auto join = [](const char* directory, const char* name) { return Taken(FileJoinPath(directory, name)); };
+    EXPECT_EQ(Shown(join(nullptr, "a"), join("", "a"), join("/tmp/", "a"), join("d", ""), join("d", nullptr)),
+              "a a /tmp//a nil nil");
+    const TempFolder folder;
+    WriteFile(folder.Path("ten"), "0123456789");
+    ASSERT_EQ(symlink("none", folder.Path("dangling").c_str()), 0);
+    const auto ask = [root = folder.Path("")](const char* name) {
+        const char* const dir = root.c_str();
+        return Shown(FileIsEntity(dir, name), FileIsDirectory(dir, name), FileIsRegular(dir, name),
+                     FileGetSize(dir, name), FileIsAccessible(dir, name, R_OK)) +
+               "|";
+    };
+    EXPECT_EQ(ask("ten") + ask(".") + ask("none") + ask("dangling") + ask("ten/x") + ask(""),
+              "1 0 1 10 1|1 1 0 -1 1|0 0 0 0 0|0 0 0 0 0|-1 -1 -1 -1 0|-1 -1 -1 -1 0|");
+    struct stat device;
+    EXPECT_EQ((Told() << FileIsRegular("/dev", "null") << FileStat("/dev/null", &device) << FileStatIsRegular(&device)
+                      << FileStatIsDirectory(&device) << static_cast<int>(FileGetSize(nullptr, "/")) << errno
+                      << FileStat(nullptr, &device) << errno << FileIsAccessible("d", "", F_OK) << errno),
+              "0 1 -1 0 -1 22 -1 14 0 14");
+    const auto prefix = FileHasPathPrefix;
+    EXPECT_EQ(Shown(prefix("/x"), prefix("../x"), prefix("../"), prefix("./x"), prefix("x"), prefix("")),
+              "1 1 0 0 0 0");
+}
+
+TEST(File, LinesAreReadAndStringsWrittenPieceByPiece) {
+    int ends[2], count = 0;
+    ASSERT_EQ(FilePipe(ends, 65536), 1);
+    EXPECT_EQ((Told() << FileWriteString(ends[1], "ab\ncd") << FileWriteString(ends[1], "")
+                      << FileGetBytesReadable(ends[0], &count) << count << FileGetBytesReadable(ends[0])
+                      << FileSetNonBlocking(ends[1], 1) << FileSetPipeSize(ends[1], -1) << FileSetPipeSize(-1, 4096)
+                      << errno),
+              "5 0 0 5 5 1 0 -1 9");
+    char text[16];
+    const auto line = [&](int size) {
+        const char* end = FileReadLine(ends[0], text, size);
+        return std::string(end ? text : "nil");
+    };
+    EXPECT_EQ((Told() << line(1) << line(2) << line(16) << line(3)), "nil a b\n cd");
+    EXPECT_EQ((Told() << FileWriteString(ends[1], std::string(65537, 'x').c_str()) << FileWriteString(ends[1], "x")),
+              "65536 0");
+    std::vector<char> all(65534);
+    EXPECT_EQ(read(ends[0], all.data(), all.size()), 65534);
+    close(ends[1]);
+    errno = 0;
+    EXPECT_EQ((Told() << line(16) << errno << line(16)), "xx 5 nil");
+    close(ends[0]);
+    const LogCapture log;
+    EXPECT_EQ((Told() << FileWriteString(-1, "x") << errno << (FileReadLine(-1, text, 9) == nullptr) << errno
+                      << FileGetBytesReadable(-1, &count) << count << FileGetBytesWritable(3) << errno
+                      << FileChangeOwner("/none", 0, 0) << errno << FileChangeOwner(nullptr, 0, 0)
+                      << FileChangeOwner("/tmp", ~0U, ~0U)),
+              "-1 9 1 9 -1 5 -1 38 -1 2 -1 1");
+    EXPECT_EQ(
+        log.Text(),
+        "@ File: WARNING! Can't query the bytes writable to FD#3.\n"
+        "@ File: ERROR! Can't change ownership of '/none'.\n@ File: ERROR! Error is 2, No such file or directory.\n"
+        "@ File: ERROR! Can't change ownership of 'nil'.\n@ File: ERROR! Error is 14, Bad address.\n");
+}
+
+TEST(SocketOptions, FailuresAreWrittenOnBothStreams) {
+    EXPECT_EQ(
+        (Told() << SocketSetCork(-1, 1) << SocketSetQuickAck(-1, 1) << SocketSetLowDelay(-1) << SocketGetBytesQueued(-1)
+                << errno << SocketGetBytesWritable(-1) << SocketGetBytesReadable(-1) << errno),
+        "0 0 0 -1 38 -1 -1 9");
+    EXPECT_EQ(SocketSystemInit() + SocketSystemCleanup(), 2);
+    const std::pair<std::function<int()>, std::string> rows[] = {
+        {[] { return SocketSetNonBlocking(-1, 1); }, "Can't set non-blocking mode on FD#-1 to 1"},
+        {[] { return SocketSetNoInherit(-1, 1); }, "Can't set no-inherit mode on FD#-1 to 1"},
+        {[] { return SocketSetNoDelay(-1, 1); }, "Can't set no-delay mode on FD#-1 to 1"},
+        {[] { return SocketSetCork(-1, 1); }, "2Failed to set TCP_CORK to 1 on FD#-1"},
+        {[] { return SocketSetReceiveBuffer(-1, 8); }, "Failed to set SO_RCVBUF size to 8 on FD#-1"},
+        {[] { return SocketSetSendBuffer(-1, 8); }, "Failed to set SO_SNDBUF size to 8 on FD#-1"},
+        {[] { return SocketSetLowDelay(-1); }, "WFailed to set IPTOS_LOWDELAY on FD#-1 to 16"},
+        {[] { return SocketSetKeepAlive(-1, 1); }, "Failed to set SO_KEEPALIVE on FD#-1 to 1"},
+        {[] { return SocketSetLinger(-1, -5); }, "Failed to set SO_LINGER values to 0 and 0 on FD#-1"},
+        {[] { return SocketSetReuseAddress(-1, 1); }, "Failed to set SO_REUSEADDR on FD#-1 to 1"},
+        {[] { return SocketSetQuickAck(-1, 1); }, "2Failed to set TCP_QUICKACK to 1 on FD#-1"},
+        {[] { return SocketGetBytesQueued(-1); }, "Failed to get bytes queued on FD#-1"},
+        {[] { return SocketGetBytesWritable(-1); }, "Failed to get bytes queued on FD#-1"},
+        {[] { return SocketGetError(-1); }, "Failed to get the SO_ERROR option for FD#-1"},
+        {[] { return SocketGetOption(-1, SocketOptionNonBlocking); }, "4Query failed for option 0 on FD#-1"},
+        {[] { return SocketGetOption(-1, SocketOptionNoDelay); }, "4Query failed for option 2 on FD#-1"}};
+    for (const auto& [call, words] : rows) {
+        const LogCapture log;
+        EXPECT_EQ((Told() << call() << errno), "-1 9");
+        const std::string is = "Error is 9 'Bad file descriptor'.\n", error = "@ Socket: ERROR! ",
+                          rest = words.substr(1);
+        EXPECT_EQ(log.Text(),
+                  words[0] == '2'   ? error + rest + ".\n" + error + is + "Error: " + rest + ".\nError: " + is
+                  : words[0] == '4' ? error + rest + ".\nError: " + rest + ".\n" + error + is + "Error: " + is
+                  : words[0] == 'W' ? "@ Socket: WARNING! " + rest + ". " + is + "Warning: " + rest + ". " + is
+                                    : error + words + ". " + is + "Error: " + words + ". " + is);
+    }
+    const LogCapture log;
+    EXPECT_EQ((Told() << SocketGetOption(0, 1) << errno), "-1 38");
+    EXPECT_EQ(
+        log.Text(),
+        "@ Socket: WARNING! Query for option 1 not implemented.\n@ Socket: ERROR! Query failed for option 1 on FD#0.\n"
+        "Error: Query failed for option 1 on FD#0.\n@ Socket: ERROR! Error is 38 'Function not implemented'.\nError: "
+        "Error is 38 'Function not implemented'.\n");
+}
+
+// Connected ends of a TCP socket on the loopback: a dual-stack listener's and an IPv4 peer's.
+struct Connection {
+    Connection() {
+        sockaddr_in6 any{};
+        any.sin6_family = AF_INET6;
+        socklen_t length = sizeof any;
+        const int listener = socket(AF_INET6, SOCK_STREAM, 0);
+        bind(listener, reinterpret_cast<sockaddr*>(&any), length);
+        listen(listener, 1);
+        getsockname(listener, reinterpret_cast<sockaddr*>(&any), &length);
+        port = ntohs(any.sin6_port);
+        const sockaddr_in to{
+            .sin_family = AF_INET, .sin_port = any.sin6_port, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+        connect(client, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+        server = accept(listener, nullptr, nullptr);
+        close(listener);
+    }
+    ~Connection() { close(client), close(server); }
+    int client = socket(AF_INET, SOCK_STREAM, 0), server = -1, port = 0;
+};
+
+TEST(SocketOptions, AreSetAndRead) {
+    const Connection tcp;
+    const int fd = tcp.client;
+    const auto get = [fd](int level, int name) {
+        int value[2] = {0, 0};
+        socklen_t length = sizeof value;
+        return getsockopt(fd, level, name, value, &length) + value[0] * (1 + value[1]);
+    };
+    SocketSystemInit();
+    const LogCapture log;
+    EXPECT_EQ((Told() << SocketSetNonBlocking(fd, 1) << SocketSetNonBlocking(fd, 1) << SocketGetOption(fd, 0)
+                      << SocketSetNonBlocking(fd, 0) << SocketGetOption(fd, 0)),
+              "1 1 1 1 0");
+    EXPECT_EQ(
+        (Told() << SocketSetNoInherit(fd, 1) << fcntl(fd, F_GETFD) << SocketSetNoInherit(fd, 0) << fcntl(fd, F_GETFD)),
+        "1 1 1 0");
+    EXPECT_EQ((Told() << SocketSetNoDelay(fd, 1) << SocketGetOption(fd, 2) << SocketSetCork(fd, 1)
+                      << get(IPPROTO_TCP, TCP_CORK) << SocketSetLowDelay(fd) << get(IPPROTO_IP, IP_TOS)),
+              "1 1 1 1 1 16");
+    EXPECT_EQ((Told() << SocketSetKeepAlive(fd, 1) << get(SOL_SOCKET, SO_KEEPALIVE) << SocketSetReuseAddress(fd, 1)
+                      << get(SOL_SOCKET, SO_REUSEADDR) << SocketSetQuickAck(fd, 0) << get(IPPROTO_TCP, TCP_QUICKACK)),
+              "1 1 1 1 1 0");
+    EXPECT_EQ((Told() << SocketSetLinger(fd, 30) << get(SOL_SOCKET, SO_LINGER) << SocketSetLinger(fd, 0)
+                      << get(SOL_SOCKET, SO_LINGER)),
+              "1 31 1 0");
+    EXPECT_EQ((Told() << SocketSetReceiveBuffer(fd, 20000) << get(SOL_SOCKET, SO_RCVBUF)
+                      << SocketSetSendBuffer(fd, 20000) << get(SOL_SOCKET, SO_SNDBUF)),
+              "1 40000 1 40000");
+    EXPECT_EQ((Told() << FileWriteString(tcp.server, "abc") << SocketGetBytesQueued(fd) << SocketGetBytesWritable(fd)
+                      << SocketSetSendBuffer(fd, 5000) << SocketGetBytesWritable(fd) << SocketGetError(fd)),
+              "3 0 23616 1 0 0");
+    int pair[2];
+    EXPECT_EQ((Told() << SocketPipe(pair, 65536) << SocketSetNoDelay(pair[0], 1) << fcntl(pair[0], F_GETFD)
+                      << fcntl(pair[1], F_GETFD) << FileWriteString(pair[0], "ab") << FileWriteString(pair[1], "c")
+                      << (FileGetBytesQueued(pair[0]) > 0) << SocketGetBytesReadable(pair[1])
+                      << SocketGetBytesReadable(pair[0])),
+              "0 -1 1 1 2 1 1 2 1");
+    for (const int end : pair) close(end);
+    EXPECT_EQ(log.Text(), "");
+}
+
+TEST(SocketPipe, FailsWithNothingOpenAtTheDescriptorLimit) {
+    // The sanitizer's first look at a stream opens descriptors itself.
+    SocketSetNoInherit(-1, 1);
+    const LogCapture log;
+    const int next = dup(2);
+    close(next);
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit low{static_cast<rlim_t>(next) + 1, limit.rlim_max};
+    int pair[2] = {0, 0};
+    setrlimit(RLIMIT_NOFILE, &low);
+    const int result = SocketPipe(pair, 1), error = errno, free = dup(2);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    close(free);
+    EXPECT_EQ(Shown(result, error, pair[0], pair[1], free - next), "-1 24 -1 -1 0");
+    EXPECT_EQ(log.Text(),
+              "@ Socket: ERROR! Can't create the socket pipe. Error is 24 'Too many open files'.\nError: Can't create "
+              "the socket pipe. Error is 24 'Too many open files'.\n");
+}
+
+TEST(SocketAddress, BothEndsAreShownAnIpv4PeerInDottedForm) {
+    const Connection tcp;
+    char *local, *remote;
+    int localPort, remotePort;
+    const auto ask = [&](int descriptor) {
+        const int result = SocketGetNetworkInfo(descriptor, &local, &localPort, &remote, &remotePort), error = errno;
+        return Shown(result, result == 1 ? 0 : error, Taken(local), localPort, Taken(remote), remotePort);
+    };
+    EXPECT_EQ(ask(tcp.server), Shown("1 0 127.0.0.1", tcp.port, "127.0.0.1", SocketGetPort(tcp.client, 1)));
+    const int lone = socket(AF_INET6, SOCK_STREAM, 0);
+    const LogCapture log;
+    EXPECT_EQ(ask(lone), "-1 107 :: 0 UNKNOWN -1");
+    std::string lines;
+    const std::string is = "Error is 107 'Transport endpoint is not connected'";
+    for (const std::string& words :
+         {std::string("Can't get the remote host info for FD#N"), is, std::string("Can't get the remote host for FD#N"),
+          is, std::string("Failed to collect network information for FD#N")})
+        lines += "@ Socket: ERROR! " + words + ".\nError: " + words + ".\n";
+    EXPECT_EQ(std::regex_replace(log.Text(), std::regex("#\\d+"), "#N"), lines);
+    close(lone);
+}
+
+TEST(SocketAddress, TextsAreConvertedAndJudged) {
+    const LogCapture log;
+    EXPECT_EQ((Told() << SocketResolveAddress("") << errno << SocketResolveText("127.0.0.1")
+                      << SocketResolveText("localhost")),
+              "0 99 127.0.0.1 127.0.0.1");
+    const auto numeric = SocketIsNumericAddress;
+    EXPECT_EQ(
+        Shown(numeric("10.0.0.1"), numeric("::1"), numeric("fe80::1"), numeric("host"), numeric(""), numeric(nullptr)),
+        "1 1 0 0 -1 -1");
+    EXPECT_EQ(Shown(SocketFormatAddress(~0U), SocketAddressToText(inet_addr("10.1.2.3")), log.Text()),
+              "255.255.255.255 10.1.2.3 ");
+    EXPECT_TRUE(SocketResolveName("300.1.1.1") == nullptr && SocketResolveName(nullptr) == nullptr);
+    const std::string wrong = "Wrong IPv4 dotted-decimal address '", error = "@ Socket: ERROR! ";
+    EXPECT_EQ(log.Text(), error + wrong + "300.1.1.1'.\nError: " + wrong + "300.1.1.1'.\n" + error + wrong +
+                              "nil'.\nError: " + wrong + "nil'.\n");
+}
+
+}  // namespace

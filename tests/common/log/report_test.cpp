@@ -1,0 +1,63 @@
+#include "common/log/report.h"
+
+#include <gtest/gtest.h>
+
+#include "common/log/error_name.h"
+#include "common/log/logger.h"
+#include "tests/support/scopes.h"
+
+namespace {
+
+TEST(Report, WritesTwoLinesAndLeavesTheErrorNumber) {
+    const void* const place = reinterpret_cast<const void*>(0x1f);
+    const void* const none = nullptr;
+    const struct {
+        std::function<void()> report;
+        int error;
+        const char *opening, *ending = "";
+    } rows[] = {{[] { ReportBadValue("C", 7, "m", "x"); }, EINVAL, "Bad value '7'"},
+                {[=] { ReportBadValue("C", place, "m", "x"); }, EINVAL, "Bad value '0x1f'"},
+                {[] { ReportBadValue("C", "text", "m", "x"); }, EINVAL, "Bad value 'text'"},
+                {[] { ReportBadValueForType("C", 3, 9, "m", "x"); }, EINVAL, "Bad value '9' for type '3'"},
+                {[=] { ReportBadPointer("C", none, "m", "x"); }, EINVAL, "Bad pointer '0'"},
+                {[] { ReportNotPermitted("C", "m", "x"); }, EPERM, "Operation not permitted"},
+                {[] { ReportNotImplemented("C", "m", "x"); }, ENOSYS, "Not implemented"},
+                {[] { ReportNotImplemented("C", 5, "m", "x"); }, ENOSYS, "Not implemented", " value '5'"},
+                {[=] { ReportNotImplemented("C", place, "m", "x"); }, ENOSYS, "Not implemented", " value '0x1f'"},
+                {[] { ReportNoMemory("C", "m", "x"); }, ENOMEM, "Memory allocation failed"},
+                {[] { ReportInvalidState("C", "m", "x"); }, EACCES, "Invalid state for object"},
+                {[] { ReportBadDescriptorState("C", "m", "x"); }, EBADF, "Bad descriptor state"},
+                {[] { ReportBufferNotFound("C", "m", "x"); }, ENXIO, "Buffer not found"},
+                {[] { ReportInvalidBufferOwner("C", "m", "x"); }, EDEADLK, "Invalid buffer owner"},
+                {[] { ReportBadEvent("C", "e", "m", "x"); }, EBADE, "Bad event 'e'"},
+                {[] { ReportInvalidTypeOperation("C", "t", "m", "x"); }, EOPNOTSUPP, "Invalid operation for type 't'"},
+                {[] { ReportInvalidProtoOperation("C", "p", "m", "x"); }, EPROTO, "Invalid operation for proto 'p'"}};
+    for (const auto& row : rows) {
+        for (const int mode : {0, 1}) {
+            const LogCapture log;
+            logger_.mode_ = mode;
+            row.report();
+            EXPECT_EQ(errno, row.error);
+            const std::string line = std::string(row.opening) + " in method 'C::m()' context [x]" + row.ending + ".\n";
+            EXPECT_EQ(log.Text(), mode == 0 ? "" : "@ C: ERROR! " + line + "Error: " + line);
+        }
+    }
+}
+
+TEST(ErrorName, KnowsItsNumbersAndNoOthers) {
+    std::istringstream names(
+        R"(Success EPERM ENOENT ESRCH EINTR EIO ENXIO E2BIG ENOEXEC EBADF ECHILD EAGAIN ENOMEM EACCES EFAULT
+        - EBUSY EEXIST EXDEV ENODEV ENOTDIR EISDIR EINVAL ENFILE EMFILE ENOTTY - EFBIG ENOSPC ESPIPE EROFS EMLINK EPIPE EDOM
+        ERANGE EDEADLK ENAMETOOLONG ENOLCK ENOSYS ENOTEMPTY - - ENOMSG - - - - - - - - - EBADE - - - EBADRQC EBADSLT
+        - - - - - - - - - - - - ECOMM EPROTO - - EBADMSG - - - - - - - - - EILSEQ - - - ENOTSOCK - - - - - - ENOTSUP - -
+        EADDRINUSE EADDRNOTAVAIL - - - ECONNABORTED ECONNRESET - EISCONN - - - ETIMEDOUT ECONNREFUSED - - - EINPROGRESS)");
+    for (int error = -200; error < 200; ++error) {
+        std::string name;
+        if (error < 0 || !(names >> name) || name == "-") name = "Unknown";
+        EXPECT_EQ(Told() << ErrorName(errno = error) << LastErrorName(), name + " " + name) << error;
+        const std::string text = error == 0 ? "No error" : strerror(error);
+        EXPECT_EQ((Told() << ErrorString(errno = error) << LastErrorString()), text + " " + text);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,207 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <thread>
+
+#include "common/util/mutex.h"
+#include "common/util/option_parser.h"
+#include "common/util/option_string.h"
+#include "common/util/string_owned.h"
+#include "common/util/string_text.h"
+#include "common/util/time_text.h"
+#include "tests/support/scopes.h"
+
+namespace {
+
+// What an owned text is after an operation on its field, behind the operation's result if it has one.
+std::string After(auto operation, const char* start, auto... arguments) {
+    char* text = StringCopy(start);
+    std::string result;
+    if constexpr (std::is_void_v<decltype(operation(&text, arguments...))>)
+        operation(&text, arguments...);
+    else
+        result = std::to_string(operation(&text, arguments...)) + ":";
+    result += StringOrNil(text);
+    return delete[] text, result;
+}
+
+TEST(StringOwned, OperationsReplaceTheText) {
+    const auto add = [](auto... arguments) { return After(StringAdd, arguments...); };
+    const auto bytes = [](auto... arguments) { return After(StringAddBytes, arguments...); };
+    const auto part = [](auto... arguments) { return After(StringInitPart, nullptr, arguments...); };
+    const auto replace = [](auto... arguments) { return After(StringReplaceAll, arguments...); };
+    const auto prefix = [](auto... arguments) { return After(OptionReplacePrefix, arguments...); };
+    const char* const null = nullptr;
+    EXPECT_EQ(Shown(After(StringSet, "old", "new"), After(StringSet, "old", null), After(StringSet, null, ""),
+                    After(StringInit, null, "new"), After(StringInit, null, null), After(StringReset, "old")),
+              "new nil  new nil nil");
+    EXPECT_EQ(Shown(add("w", "x", "y", null, "z"), add(null, null, "", null, ""), add(null, null, null, null, "z"),
+                    bytes("x", "abc", 2), bytes(null, "abc", 1), bytes("x", "abc", -1), bytes(null, "abc", 0),
+                    bytes("x", null, 3)),
+              "wxyz nil z xab a x nil x");
+    EXPECT_EQ(Shown(part("abc", 2), part("ab", 4), part("ab", -1), part(null, 3), After(StringInitLine, null, null),
+                    After(StringAllocate, null, 0)),
+              "ab ab  nil  ");
+    EXPECT_EQ(After(StringInitLine, null, std::string(2000, 'x').c_str()), std::string(1023, 'x'));
+    EXPECT_EQ(Shown(replace("aaaa", "aa", "b"), replace("aaa", "aa", "b"), replace("x", "y", "z"),
+                    replace("", "a", "b"), replace("a.b.", ".", "---"), replace("abab", "ab", "")),
+              "2:bb 1:ba 0:x 0: 2:a---b--- 2:");
+    EXPECT_EQ(Shown(prefix("/usr/x", "/usr", "/opt/y"), prefix("/u", "/var", "/o"), prefix("/u", "/u", ""),
+                    prefix("/u", null, "x"), prefix("/u", "/", null), After(StringReplacePrefix, "/usr", "/usr", "")),
+              "1:/opt/y/x 0:/u 0:/u 0:/u 0:/u 1:");
+    EXPECT_EQ(Shown(After(StringSetAddress, "old", inet_addr("255.255.255.255")),
+                    After(StringSetAddress, null, inet_addr("192.168.0.1"))),
+              "255.255.255.255 192.168.0.1");
+    char* text = StringCopy("one");
+    char* const first = text;
+    StringSet(&text, first);
+    EXPECT_EQ(text, first);
+    StringAdd(&text, null, "", null, null);
+    EXPECT_NE(text, first);
+    StringSet(&text, text + 1);
+    EXPECT_EQ(After(StringSet, null, text), "ne");
+    StringReset(&text);
+    StringAllocateLine(&text);
+    text[1023] = '\0';
+    StringReset(&text);
+}
+
+TEST(StringText, IsTestedAndScanned) {
+    const char* const file = "file.txt";
+    EXPECT_TRUE(StringStartsWith(file, "file") == file && StringStartsWith(file, "") == file &&
+                StringEndsWith(file, ".txt") == file + 4);
+    EXPECT_TRUE(!StringStartsWith("fi", "file") && !StringEndsWith("txt", ".txt") && !StringEndsWith(file, ".txx"));
+    EXPECT_EQ(Shown(StringIsAbsolute("/a"), StringIsAbsolute("a/"), StringIsAbsolute("")), "1 0 0");
+    for (const char* path : {"../a", "abc/../d", "../"}) EXPECT_EQ(StringHasDotDot(path), 1) << path;
+    for (const char* path : {"a/../b", "..", "abc/..", "/..", ""}) EXPECT_EQ(StringHasDotDot(path), 0) << path;
+    const auto cut = [](std::string text) { return std::string(StringCutUnprintable(text.data())); };
+    EXPECT_EQ(Shown(cut("ab\tc"), cut("\x1D\x1E\x1F~"), cut("a\x1C"), cut("b\x7F"), cut("c\x80"), cut("")),
+              "ab \x1D\x1E\x1F~ a b c ");
+    EXPECT_EQ(StringCutUnprintable(nullptr), nullptr);
+    const auto scan = [](const char* text) {
+        int a, b, c, d;
+        return Told() << StringScanNumbers(text, &a, &b, &c, &d) << a << b << c << d;
+    };
+    EXPECT_EQ(Shown(scan("3.5.1_7"), scan("3.5"), scan("010.0x1F.-2"), scan("")),
+              "4 3 5 1 7 2 3 5 -1 -1 3 8 31 -2 -1 -1 -1 -1 -1 -1");
+    const LogCapture log;
+    EXPECT_EQ((Told() << StringCountLines("a\nb\n\n", 4, '\n') << StringCountLines("\xFF", -1, '\xFF')), "2 0");
+    EXPECT_EQ(log.Text(), "@ String: Found 2 lines with separator 10.\n@ String: Found 0 lines with separator -1.\n");
+}
+
+TEST(OptionString, TextsAreEscapedAndJudged) {
+    char text[] = "a=b, \x1E";
+    OptionEscape(text);
+    EXPECT_STREQ(text, "a\x1D\x62\x1E\x1F\x1E");
+    OptionUnescape(text);
+    EXPECT_STREQ(text, "a=b, ,");
+    const std::string most(1023, 'x'), over(1024, 'x');
+    const auto check = [](const char* value, uint32_t limit) {
+        return OptionCheckValue(value, limit) * OptionCheckPair("key", value, limit) * OptionCheckValue(value, limit);
+    };
+    EXPECT_EQ(Shown(check("abc", 3), check("abc", 4), check("", 0), check("a=b", UINT32_MAX), check("a,b", 9),
+                    check(nullptr, UINT32_MAX), check(most.c_str(), 0), check(over.c_str(), 0),
+                    check(over.c_str(), UINT32_MAX), OptionCheckPair(over.c_str(), "x", UINT32_MAX)),
+              "-1 1 1 -1 -1 -1 1 -1 1 -1");
+    const auto parse = OptionParseNumber;
+    EXPECT_EQ(Shown(parse("007"), parse("5x"), parse("+5"), parse(" 5"), parse("-1"), parse(""),
+                    parse("99999999999999999999")),
+              "7 5 -1 -1 -1 -1 2147483647");
+    const auto match = OptionMatchName;
+    EXPECT_EQ(Shown(match("link,mode", "link"), match("linker", "link"), match("lin", "link"), match("a,b", "a,b"),
+                    match("", ""), match(",a", ""), match("a", "")),
+              "1 0 0 0 1 1 0");
+}
+
+// Scans a command line from its start: the letters with their arguments, the index in the end, and the messages.
+std::string Scanned(std::string line, const char* letters) {
+    const LogCapture log;
+    std::vector<char*> argv;
+    for (char* word = strtok(line.data(), " "); word != nullptr; word = strtok(nullptr, " ")) argv.push_back(word);
+    std::string result;
+    BSDoptind = BSDoptreset = 1;
+    for (int letter; (letter = BSDgetopt(static_cast<int>(argv.size()), argv.data(), letters)) != -1;) {
+        const bool failed = letter == '?' || letter == ':';
+        result += static_cast<char>(letter) + std::string(failed ? 1 : 0, static_cast<char>(BSDoptopt)) +
+                  (failed || BSDoptarg == nullptr ? "" : BSDoptarg) + " ";
+    }
+    return result + std::to_string(BSDoptind) + log.Text();
+}
+
+TEST(OptionParser, ScansCommandLines) {
+    const char* const letters = "f:s:c:p:v:ri";
+    for (const char* line : {"p -- -r", "p --shutdown -r"}) EXPECT_EQ(Scanned(line, letters), "2");
+    for (const char* line : {"p - -r", "p file -r", "p"}) EXPECT_EQ(Scanned(line, letters), "1");
+    EXPECT_EQ(Shown(Scanned("p -r -i -f list", letters), Scanned("p -ri", letters), Scanned("p -flist x", letters),
+                    Scanned("p -r-i", letters)),
+              "r i flist 5 r i 2 flist 2 r 1");
+    EXPECT_EQ(Shown(Scanned("p -f", ":f:"), Scanned("p -f -r", "f::r"), Scanned("p -x", ":f"), Scanned("p -", "-r")),
+              ":f 2 f-r 3 ?x 2 - 2");
+    const auto unknown = [letters] {
+        return Scanned("p -f", letters) + Scanned("p -xr", letters) + Scanned("p -:", "a:");
+    };
+    EXPECT_EQ(unknown(),
+              "?f 2p: option requires an argument -- f\n?x r 2p: illegal option -- x\n?: 2p: illegal option -- :\n");
+    BSDopterr = 0;
+    EXPECT_EQ(unknown(), "?f 2?x r 2?: 2");
+    char option[] = "-\xE9", *argv[] = {option, option, nullptr};
+    BSDoptind = BSDoptreset = 1;
+    EXPECT_EQ((Told() << BSDgetopt(2, argv, nullptr) << BSDoptreset << BSDgetopt(2, argv, "\xE9") << BSDoptreset
+                      << BSDoptopt),
+              "-1 1 -23 0 -23");
+}
+
+TEST(TimeText, ShowsEveryMicrosecondAsPaddedMillisecondsOfTheLocalTime) {
+    const Variable zone("TZ", "EST5");
+    tzset();
+    char buffer[17], expected[32];
+    for (int microseconds = 0; microseconds < 1'000'000; ++microseconds) {
+        const timeval time{18 * 3600 + 5 * 60 + 9, microseconds};
+        snprintf(expected, sizeof expected, "13:05:09 %07.3f", 0.001 * microseconds);
+        ASSERT_STREQ(TimeClockText(buffer, &time), expected);
+    }
+    const timeval moment{0, 7500};
+    EXPECT_EQ(Shown(After(TimeSetClockText, "old", &moment), After(TimeSetDateText, "old", &moment.tv_sec)),
+              "19:00:00 007.500 Wed Dec 31 19:00:00 1969");
+    timespec now{-7, -7};
+    EXPECT_EQ(
+        (Told() << TimeGetClock(2, &now) << errno << TimeGetClock(-1, &now) << errno << now.tv_sec << now.tv_nsec),
+        "-1 22 -1 22 -7 -7");
+    EXPECT_EQ((Told() << TimeGetClock(CLOCK_MONOTONIC, &now) << TimeGetClock(CLOCK_REALTIME, &now)
+                      << (now.tv_sec - time(nullptr)) / 2),
+              "0 0 0");
+}
+
+TEST(Mutex, BelongsToItsHolderUntilUnlockedAsOftenOrReset) {
+    Mutex mutex;
+    const auto elsewhere = [&mutex](int milliseconds) {
+        int taken = -1;
+        std::thread([&] {
+            if ((taken = mutex.TimedLock(milliseconds)) == 1) mutex.Unlock();
+        }).join();
+        return taken;
+    };
+    mutex.Lock();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ((Told() << mutex.TimedLock(0) << mutex.SpinLock() << elsewhere(0) << elsewhere(-5) << elsewhere(999)),
+              "1 0 0 0 0");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(990));
+    for (int i = 0; i < 3; ++i, mutex.Unlock()) EXPECT_EQ(elsewhere(0), 0);
+    EXPECT_EQ(elsewhere(0), 1);
+    std::latch locked(1), released(1);
+    std::thread holder([&] {
+        const MutexScope scope(mutex);
+        locked.count_down();
+        released.wait();
+    });
+    locked.wait();
+    EXPECT_EQ(InChild([&mutex] {
+                  return (Told() << mutex.TimedLock(0) << (mutex.Reset(), mutex.TimedLock(0))) == "0 1" ? 0 : 1;
+              }),
+              0);
+    released.count_down();
+    holder.join();
+}
+
+}  // namespace

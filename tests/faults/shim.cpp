@@ -1,0 +1,73 @@
+// Preloaded into the program: one call of one function fails, or the program is killed at that call. The variable FAULT
+// holds the function, the number of the call from 1 on and errno, 0 for SIGKILL. The file "counts" tells the test what
+// happened. Children don't get the library.
+#include <dlfcn.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+std::atomic<int>* counts = nullptr;  // forks, calls of the function, faults
+char chosen[16];
+int chosenCall, chosenError;
+pid_t program;
+thread_local int child;  // the number of the child that this thread forked last
+
+__attribute__((constructor)) void Arm() {
+    if (sscanf(getenv("FAULT"), "%15s %d %d", chosen, &chosenCall, &chosenError) != 3) abort();
+    unsetenv("LD_PRELOAD");
+    program = getpid();
+    FILE* file = fopen("counts", "r+");
+    void* shared = mmap(nullptr, 3 * sizeof *counts, PROT_READ | PROT_WRITE, MAP_SHARED, fileno(file), 0);
+    fclose(file);
+    counts = static_cast<std::atomic<int>*>(shared);
+}
+
+bool Fails(const char* function) {
+    if (counts == nullptr) return false;
+    if (strcmp(function, "fork") == 0) child = ++counts[0];
+    if (strcmp(function, chosen) != 0) return false;
+    // Children are started in a fixed order, but two threads and the children themselves make these calls.
+    const bool ofChild = strcmp(function, "execvp") == 0 || strcmp(function, "waitpid") == 0;
+    const int number = ++counts[1];
+    if ((ofChild ? child : number) != chosenCall) return false;
+    ++counts[2];
+    if (chosenError == 0) kill(program, SIGKILL);
+    errno = chosenError;
+    return chosenError != 0;
+}
+
+}  // namespace
+
+#define REPLACE(result, name, parameters, arguments, failure)                                     \
+    extern "C" result name parameters {                                                           \
+        static const auto real = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name)); \
+        return Fails(#name) ? failure : real arguments;                                           \
+    }
+
+REPLACE(int, rename, (const char* from, const char* to), (from, to), -1)
+REPLACE(int, unlink, (const char* path), (path), -1)
+REPLACE(int, stat, (const char* path, struct stat* record), (path, record), -1)
+REPLACE(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)
+REPLACE(char*, fgets, (char* text, int size, FILE* file), (text, size, file), (file->_flags |= _IO_ERR_SEEN, nullptr))
+REPLACE(pid_t, fork, (), (), -1)
+REPLACE(int, execvp, (const char* file, char* const* arguments), (file, arguments), -1)
+REPLACE(pid_t, waitpid, (pid_t pid, int* status, int options), (pid, status, options), -1)
+REPLACE(int, socketpair, (int domain, int type, int protocol, int* pair), (domain, type, protocol, pair), -1)
+REPLACE(int, fcntl, (int fd, int command, long value), (fd, command, value), -1)  // <fcntl.h> says "..."
+REPLACE(int, setsockopt, (int fd, int level, int name, const void* value, socklen_t size),
+        (fd, level, name, value, size), -1)
+REPLACE(int, pthread_create, (pthread_t * id, const pthread_attr_t* attributes, void* (*body)(void*), void* argument),
+        (id, attributes, body, argument), errno)
+REPLACE(ssize_t, send, (int fd, const void* data, size_t size, int flags), (fd, data, size, flags), -1)
