@@ -68,9 +68,7 @@ protected:
         prctl(PR_SET_CHILD_SUBREAPER, 1);
         status_ = InChild([&] {
             const Variable chosen("FAULT", fault.c_str()), fails("FAIL", scenario_.fails), root("QV_SYSTEM", "root");
-            // A child whose exec fails leaves through exit with a copy of all that the program has: no reports there.
-            const Variable asan("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0");
-            const Variable tsan("TSAN_OPTIONS", "report_destroy_locked=0"), shim("LD_PRELOAD", FAULT_SHIM);
+            const Variable shim("LD_PRELOAD", FAULT_SHIM), sanitizer("ASAN_OPTIONS", "verify_asan_link_order=0");
             if (chdir(Path("").c_str()) != 0 || freopen("log", "a", stderr) == nullptr) return 126;
             return execl(FAULT_PROGRAM, "qvpost", "-f", "list", "-s", FAULT_CHILD, "-c", FAULT_CHILD, nullptr);
         });
