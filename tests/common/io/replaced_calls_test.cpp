@@ -1,17 +1,14 @@
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <sys/utsname.h>
 
 #include "common/io/socket_address.h"
 #include "common/io/socket_system.h"
-#include "common/process/process_create.h"
-#include "common/process/thread.h"
 #include "tests/support/scopes.h"
 
 namespace {
 const char *systemName = nullptr, *systemRelease = "";
-int resolverError = 0, interruptions = 0;
+int resolverError = 0;
 }  // namespace
 
 extern "C" {
@@ -23,12 +20,6 @@ int uname(utsname* system) noexcept {
 }
 hostent* gethostbyname(const char*) { return h_errno = resolverError, nullptr; }
 hostent* gethostbyaddr(const void*, socklen_t, int) { return gethostbyname(nullptr); }
-pid_t fork() noexcept {
-    if (interruptions-- > 0) return errno = EINTR, -1;
-    return reinterpret_cast<pid_t (*)()>(dlsym(RTLD_NEXT, "fork"))();
-}
-int pthread_kill(pthread_t, int) noexcept { return ESRCH; }
-int pthread_cancel(pthread_t) { return ESRCH; }
 }
 
 TEST(SocketSystem, LevelFollowsNameAndRelease) {
@@ -75,20 +66,4 @@ TEST(SocketAddress, ResolverErrorsAreNamed) {
         EXPECT_TRUE(log.Text().ends_with("address '192.0.2.7'.\n@ Socket: ERROR! " + is + "Error: " + is));
     }
     EXPECT_EQ(SocketResolveAddress("10.1.2.3"), htonl(0x0A010203));
-}
-
-TEST(Process, ForkIsRepeatedWhenASignalInterruptsIt) {
-    interruptions = 3;
-    const int pid = ProcessFork();
-    if (pid == 0) exit(0);
-    EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
-    EXPECT_EQ(interruptions, -1);
-}
-
-TEST(Thread, AbsenceIsSilent) {
-    const LogCapture log;
-    const pthread_t gone = pthread_self();
-    EXPECT_EQ((Told() << ThreadCheck(gone) << ThreadCancel(gone) << ThreadStop(gone) << ThreadSignal(gone, 1) << errno),
-              "0 0 0 -1 3");
-    EXPECT_EQ(log.Text(), "");
 }

@@ -66,27 +66,6 @@ TEST(LogDestinations, FilesArePrivateAppendedToAndTruncatedAtALimit) {
     EXPECT_EQ(umask(mask), 0U);
 }
 
-TEST(LogDestinations, StreamsAreDeletedAtTheSecondReplacement) {
-    static int deleted;
-    struct Counted : std::ostringstream {
-        ~Counted() override { ++deleted; }
-    };
-    for (int slot = 0; slot < 3; deleted = 0, ++slot) {
-        Told told;
-        {
-            Logger logger;
-            logger.redirect_ = 1;
-            for (int i = 0; i < 3; ++i) {
-                auto* const stream = new Counted;
-                (logger.*kSet[slot])(stream);
-                EXPECT_EQ(stream->str(), slot == 1 ? "Logger: Redirected the standard error to the stream.\n" : "");
-                told << deleted;
-            }
-        }
-        EXPECT_EQ(told << deleted, "0 0 1 3");
-    }
-}
-
 TEST(LogDestinations, AFileThatCannotBeOpenedIsTriedForASecondAndChangesNothing) {
     const TempFolder folder;
     const std::string path = folder.Path("log"), line = "Logger: Redirected the standard error to '" + path + "'.\n";

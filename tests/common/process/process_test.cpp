@@ -110,41 +110,6 @@ TEST(Process, FailuresAreLoggedAndLeaveTheirNumber) {
                   "Can't signal the pid 1.\n" + refused + "-1 11 -1 11 -1 11 0 -1 13 -1 1 1 -1 1 -1 1 -1 1\n");
 }
 
-TEST(Process, StatusesFollowTheRulesOfWaitpid) {
-    const LogCapture log;
-    const auto rules = [](int s) {
-        return Shown(ProcessExitCode(s), ProcessHasExited(s), ProcessExitStatus(s), ProcessWasSignaled(s),
-                     ProcessTermSignalName(s), ProcessIsStopped(s), ProcessStopSignalName(s)) +
-               "|";
-    };
-    EXPECT_EQ(rules(0x300) + rules(0) + rules(15),
-              "3 1 3 0 None 0 SIGQUIT|0 1 0 0 None 0 None|4 0 0 1 SIGTERM 0 None|");
-    EXPECT_EQ(rules(0x8B), "4 0 0 1 SIGSEGV 0 None|");
-    EXPECT_EQ((Told() << rules(0x137F) << log.Text()),
-              "4991 0 19 0 None 1 SIGSTOP| @ Process: WARNING! Unrecognized exit code '4991'.\n");
-}
-
-TEST(Process, EndsInEachOfItsWays) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    EXPECT_EQ(InChild([&] { return ProcessDetach() == 1 && getsid(0) == getpid() && write(ends[1], "+", 1) ? 0 : 9; }),
-              0);
-    char answer = '-';
-    EXPECT_EQ((Told() << read(ends[0], &answer, 1) << answer << close(ends[0]) << close(ends[1])), "1 + 0 0");
-    const int raised = InChild([] { return ProcessRaise(SIGTERM); }),
-              sent = InChild([] { return ProcessSignal(getpid(), SIGINT); });
-    const int killed = InChild([]() -> int { ProcessKillSelf(); }), left = InChild([]() -> int { ProcessExit(5); }),
-              aborted = InChild([]() -> int { ProcessAbort(); });
-    EXPECT_EQ(Shown(raised, sent, killed, left, ProcessTermSignalName(aborted)), "15 2 9 1280 SIGABRT");
-    const pid_t gone = fork();
-    if (gone == 0) _exit(0);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ((Told() << waitpid(gone, nullptr, 0) - gone << ProcessIsRunning(getpid()) << ProcessIsRunning(gone)
-                      << ProcessSleep(50)),
-              "0 1 0 0");
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
-}
-
 TEST(Thread, IsJoinedStoppedAndRefused) {
     pthread_t handle, id;
     void* result = nullptr;
@@ -166,21 +131,11 @@ TEST(Thread, IsJoinedStoppedAndRefused) {
 }
 
 TEST(Signal, CallsWorkAndLogTheirFailures) {
-    sigset_t set, old;
+    sigset_t set;
     sigemptyset(&set), sigaddset(&set, SIGUSR1);
-    EXPECT_EQ((Told() << SignalMask(SIG_BLOCK, &set, nullptr) << SignalMask(SIG_SETMASK, nullptr, &old)
-                      << sigismember(&old, SIGUSR1)),
-              "0 0 1");
-    struct sigaction action, previous;
-    action.sa_flags = SA_RESTART;
-    itimerval timer{{1, 1}, {1, 1}};
+    struct sigaction action;
+    itimerval timer;
     SignalClearAction(&action), SignalClearTimer(&timer);
-    EXPECT_EQ(SignalSetHandler(SIGUSR2, SIG_IGN), SIG_DFL);
-    EXPECT_EQ((Told() << action.sa_flags << timer.it_value.tv_sec << SignalSetAction(SIGUSR2, &action, &previous)
-                      << SignalSetTimer(ITIMER_REAL, &timer, nullptr)),
-              "0 0 0 0");
-    EXPECT_EQ(Shown(SignalHandlerName(previous.sa_handler), SignalHandlerName(SIG_DFL), SignalHandlerName([](int) {})),
-              "SIG_IGN SIG_DFL User defined");
     const LogCapture log;
     EXPECT_EQ((Told() << SignalSetAction(SIGKILL, &action, nullptr) << errno << SignalSetTimer(99, &timer, nullptr)
                       << errno << (SignalSetHandler(SIGKILL, SIG_IGN) == nullptr) << errno << (errno = 0)
@@ -220,24 +175,6 @@ TEST(Accounts, AreFoundByNameAndId) {
         lines += "@ Process: ERROR! Can't get information for " + key +
                  ".\n@ Process: ERROR! Error is 2, No such file or directory.\n";
     EXPECT_EQ(log.Text(), lines);
-}
-
-TEST(Accounts, NamesComeFromTheEnvironment) {
-    const auto temp = [](const char* directory, const char* prefix) {
-        const std::unique_ptr<char, decltype(&free)> name(ProcessTempName(directory, prefix), free);
-        return std::regex_replace(name.get(), std::regex("[0-9]+$"), "#");
-    };
-    const Variable empty("TEMP", ""), second("TMP", "/var/tmp"), host("HOSTNAME", "");
-    const LogCapture log;
-    EXPECT_EQ(Shown(temp(nullptr, nullptr), temp("/data/", "job"), temp("", "job"), ProcessHostName()),
-              "/var/tmp/T-# /data//job# job# ");
-    EXPECT_EQ(temp("d", std::string(2000, 'x').c_str()), "d/" + std::string(1023, 'x'));
-    EXPECT_EQ(log.Text(), "@ Process: WARNING! Returning temporary name in current directory.\n");
-    const Variable first("TEMP", "/t"), none("HOSTNAME", nullptr);
-    const auto local = ProcessIsLocalHost;
-    EXPECT_EQ(Shown(ProcessTempDirectory(), ProcessHostName(), local("localhost"), local("127.0.0.1"),
-                    local("localhost.localdomain"), local("LOCALHOST"), local("localhost.")),
-              "/t localhost 1 1 1 0 0");
 }
 
 }  // namespace
