@@ -85,7 +85,7 @@ TEST(Surroundings, TwoRunsAtOnceLeaveAWholeFile) {
 
 // Round the length at which the names of leftovers are cut. The neighbour has the name that a cut could leave.
 TEST(Surroundings, LongDestinationsLoseNothing) {
-    for (const size_t length : {1011, 1021, 1022, 1023}) {
+    for (const size_t length : {1011U, 1021U, 1022U, 1023U}) {
         for (const char* exit : {"5", "0"}) {
             Installation installation;
             std::string path = installation.At("long");

@@ -60,7 +60,8 @@ TEST(ProcessCreate, RunsTheFirstParameterUnderItsNameAndEnvironment) {
     EXPECT_EQ(Ran({folder.Path("program").c_str(), "name", "a"}, environment), "7 a given\n");
     EXPECT_EQ(Ran({"sh", "renamed", "-c", "echo $0; kill $$"}), "4 renamed\n");
     for (const auto& [level, nice] : {std::pair{100, 19}, {101, 0}, {0, 0}, {102, -10}, {103, -20}, {5, 5}}) {
-        const int status = InChild([nice] { return setpriority(0, 0, nice), 20 - getpriority(PRIO_PROCESS, 0); });
+        const int status =
+            InChild([value = nice] { return setpriority(0, 0, value), 20 - getpriority(PRIO_PROCESS, 0); });
         EXPECT_EQ(Ran({"nice", "nice"}, nullptr, level), Shown(0, 20 - (status >> 8)) + "\n");
         EXPECT_EQ(ProcessPriorityValue(level), nice);
     }
