@@ -20,14 +20,6 @@ case ${1-} in
         ;;
 esac
 
-has_package() {
-    case $1 in
-        libbenchmark-dev) [ -e /usr/include/benchmark/benchmark.h ] ;;
-        libspdlog-dev) [ -e /usr/include/spdlog/spdlog.h ] ;;
-        ninja-build) command -v ninja >/dev/null ;;
-        *) command -v "$1" >/dev/null ;;
-    esac
-}
 need g++ cmake ninja-build python3 strace libbenchmark-dev libspdlog-dev
 
 folder=${QVPOST_BENCH_BUILD-build-bench}

@@ -6,8 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
 
-need g++ cmake ninja-build libgtest-dev
-command -v gcovr >/dev/null || need gcovr
+need g++ cmake ninja-build libgtest-dev gcovr
 folder=build-coverage
 say "Building in $folder"
 build "$folder" -DBUILD_TESTING=ON -DQVPOST_COVERAGE=ON -DCMAKE_BUILD_TYPE=Debug
