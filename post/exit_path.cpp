@@ -21,6 +21,7 @@ constexpr char kDefaultAction[] = "update";
 
 std::atomic<int> owner{0};  // the thread id of the one that takes the exit path
 std::atomic<bool> mainRests{false};
+bool succeeded = false;  // of the main thread: the run's outcome is settled, whatever its client does from now on
 
 bool OnMainThread() { return gettid() == getpid(); }
 
@@ -47,8 +48,11 @@ void TakeExitPath() {
     if (!onMain) mainRests.wait(false);
 }
 
-void WriteReport(const char* opening, const char* what, const char* name, const char* joint, const char* code,
-                 int error) {
+// In one step, so that the first context in the log is that of the failure that decides.
+void RecordAndReport(const char* opening, const char* what, const char* name, const char* joint, const char* code,
+                     const char* action, int error) {
+    const MutexScope scope(Logger::mutex_);
+    PostMainRecordFailure(action, error);
     Line(LogError) << opening << what << " '" << StringOrNil(name) << "'" << joint << "context [" << code << "].\n";
     Line(LogError) << RunErrorIs(error) << ".\n";
 }
@@ -76,8 +80,7 @@ ChildVector OutcomeVector(int error, char* errorText) {
         ProcessExit(postData_.error);
     }
     const FailureWords& words = kClient.failures[outcome.end];
-    PostMainRecordFailure(kClient.action, outcome.error);
-    PostMainClientFailure(words.what, postData_.client, words.code, outcome.error);
+    PostMainClientFailure(words.what, postData_.client, words.code, kClient.action, outcome.error);
 }
 
 }  // namespace
@@ -90,7 +93,7 @@ void PostMainExit() {
         clientRuns = progressData_.clientPid != -1;
     }
     // Up to the join the progress thread may record its client's failure. Each decision is made on one value.
-    int error = postData_.error;
+    int error = succeeded ? 0 : postData_.error.load();
     if (error != 0) {
         if (clientRuns) PostMainWriteProgress(-abs(error));
         if (progressData_.thread != ProgressData::kNone) {
@@ -114,18 +117,18 @@ void PostMainRecordFailure(const char* action, int error) {
     postData_.error = error;
 }
 
-void PostMainReportFailure(const char* what, const char* name, const char* code, int error) {
-    WriteReport("Can't ", what, name, " in ", code, error);
+void PostMainReportFailure(const char* what, const char* name, const char* code, const char* action, int error) {
+    RecordAndReport("Can't ", what, name, " in ", code, action, error);
     PostMainExit();
 }
 
-void PostMainReportChildFailure(const char* what, const char* name, const char* code, int error) {
-    WriteReport("Failure reported by ", what, name, " in ", code, error);
+void PostMainReportChildFailure(const char* what, const char* name, const char* code, const char* action, int error) {
+    RecordAndReport("Failure reported by ", what, name, " in ", code, action, error);
     PostMainExit();
 }
 
-void PostMainClientFailure(const char* what, const char* name, const char* code, int error) {
-    WriteReport("Can't ", what, name, " ", code, error);
+void PostMainClientFailure(const char* what, const char* name, const char* code, const char* action, int error) {
+    RecordAndReport("Can't ", what, name, " ", code, action, error);
     PostMainRollBack();
     PostMainShowDialog();
     PostMainFreeUpdates();
@@ -134,21 +137,24 @@ void PostMainClientFailure(const char* what, const char* name, const char* code,
 
 void PostMainJudgeChild(const ChildKind& kind, const char* name, const ChildOutcome& outcome) {
     if (outcome.error == 0) return;
-    PostMainRecordFailure(kind.action, outcome.error);
     const FailureWords& words = kind.failures[outcome.end];
-    if (outcome.end == Exited) PostMainReportChildFailure(words.what, name, words.code, outcome.error);
-    PostMainReportFailure(words.what, name, words.code, outcome.error);
+    const auto report = outcome.end == Exited ? PostMainReportChildFailure : PostMainReportFailure;
+    report(words.what, name, words.code, kind.action, outcome.error);
 }
 
 void PostMainShowDialog() { Line() << "PostMain: WARNING! Should now display an operating system dialog.\n"; }
 
 void PostMainClaimExit() {
     if (!Claim()) Rest();
+    succeeded = true;
 }
 
 void PostMainBoundary() {
     if (owner != 0) Rest();
     if (PostMainInterruption() == 0) return;
-    PostMainRecordFailure(postData_.action == nullptr ? kDefaultAction : nullptr, PostMainReportInterruption());
+    {
+        const MutexScope scope(Logger::mutex_);
+        PostMainRecordFailure(postData_.action == nullptr ? kDefaultAction : nullptr, PostMainReportInterruption());
+    }
     PostMainExit();
 }

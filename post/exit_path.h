@@ -17,15 +17,18 @@
 /// first. That of the progress thread is, since the main thread joins it on its way out.
 void PostMainRecordFailure(const char* action, int error);
 
-/// An operation that could not be done: writes "Can't <what> '<name>' in context [<code>]." and the error, and takes
-/// the exit path. The error is passed, not read back from the record, which may hold the other thread's.
-[[noreturn]] void PostMainReportFailure(const char* what, const char* name, const char* code, int error);
+/// An operation that could not be done: records the failure, writes "Can't <what> '<name>' in context [<code>]." and
+/// the error, and takes the exit path. Recording and writing are one step, which the other thread can't divide.
+[[noreturn]] void PostMainReportFailure(const char* what, const char* name, const char* code, const char* action,
+                                        int error);
 
 /// A child that ended badly: "Failure reported by <what> '<name>' in context [<code>]."
-[[noreturn]] void PostMainReportChildFailure(const char* what, const char* name, const char* code, int error);
+[[noreturn]] void PostMainReportChildFailure(const char* what, const char* name, const char* code, const char* action,
+                                             int error);
 
 /// The failure of the client that the exit path itself started: rolls back and ends the process.
-[[noreturn]] void PostMainClientFailure(const char* what, const char* name, const char* code, int error);
+[[noreturn]] void PostMainClientFailure(const char* what, const char* name, const char* code, const char* action,
+                                        int error);
 
 /// Records and reports how a child failed; returns when it didn't.
 void PostMainJudgeChild(const ChildKind& kind, const char* name, const ChildOutcome& outcome);

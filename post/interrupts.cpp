@@ -25,12 +25,10 @@ struct Tamed {
     struct sigaction original;
 };
 
-// A handler that does nothing, not SIG_IGN: a child would inherit that.
-Tamed tamed[] = {{Survive, SIGPIPE, false, {}},
-                 {Survive, SIGHUP, false, {}},
-                 {Keep, SIGTERM, false, {}},
-                 {Keep, SIGINT, false, {}},
-                 {SIG_DFL, SIGCHLD, false, {}}};
+// A handler that does nothing, not SIG_IGN: a child would inherit that. A log at its size limit (SIGXFSZ) is as good as
+// a full disk.
+Tamed tamed[] = {{Survive, SIGPIPE, false, {}}, {Survive, SIGHUP, false, {}}, {Survive, SIGXFSZ, false, {}},
+                 {Keep, SIGTERM, false, {}},    {Keep, SIGINT, false, {}},    {SIG_DFL, SIGCHLD, false, {}}};
 
 // Around a fork the signals wait: none may run a handler of ours inside the child.
 thread_local sigset_t maskBefore;

@@ -8,8 +8,10 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "common/io/file.h"
+#include "common/log/report.h"
 #include "common/util/option_string.h"
 #include "common/util/string_owned.h"
 #include "post/interrupts.h"
@@ -144,12 +146,10 @@ void ChooseBackup(UpdateEntry* entry) {
 
 int ReplaceFile(const UpdateEntry& entry) {
     if (const int error = Rename(entry.destination, entry.backup)) {
-        StringSet(&postData_.entry, entry.destination);
         return ReportFile("rename", entry.destination, "AG", error);
     }
     const int error = Rename(entry.source, entry.destination);
     if (error == 0) return 0;
-    StringSet(&postData_.entry, entry.destination);
     ReportFile("rename", entry.source, "AH", error);
     if (rename(entry.backup, entry.destination) != 0) {
         const int restoreError = errno;
@@ -168,8 +168,13 @@ int ApplyLine(char* line) {
     auto entry = std::make_unique<UpdateEntry>();
     if (const int error = ParseLine(line, entry.get())) return error;
     ChooseBackup(entry.get());
-    if (const int error = ReplaceFile(*entry)) return error;
-    postData_.updates.push_back(entry.release());
+    postData_.updates.push_back(entry.get());  // before the files move: they must not move without a record of it
+    if (const int error = ReplaceFile(*entry)) {
+        postData_.updates.pop_back();
+        StringSet(&postData_.entry, entry->destination);
+        return error;
+    }
+    entry.release();
     return 0;
 }
 
@@ -179,7 +184,12 @@ int ApplyLines(FILE* list) {
         if (PostMainInterruption() != 0) return PostMainReportInterruption();
         errno = 0;
         if (fgets(line, sizeof line, list) == nullptr) break;
-        if (const int error = ApplyLine(line)) return error;
+        try {
+            if (const int error = ApplyLine(line)) return error;
+        } catch (const std::bad_alloc&) {
+            ReportNoMemory("PostMain", "UpdateFiles", postData_.updateFile);
+            return ENOMEM;
+        }
     }
     const int error = errno;
     if (error != 0) {

@@ -27,9 +27,9 @@ void CheckChildren(void (*before)(), const std::string& descriptors, const std::
     Installation installation;
     installation.Run(
         {"All | plan --startup exit 3 | exit 3 | calls ALL TOLD startup --error 3; | sees SEES: 1 33 66 -3"}, before);
-    const std::string facts = installation.Record("facts");
+    const std::string facts = ";" + installation.Record("facts");
     for (const std::string kind : {"--shutdown", "--update", "--startup", "startup", "progress"}) {
-        const std::string given = kind + descriptors + (kind == "progress" ? " channel" : "") + signals + ";";
+        const std::string given = ";" + kind + descriptors + (kind == "progress" ? " channel" : "") + signals + ";";
         EXPECT_NE(facts.find(given), std::string::npos) << given << " in " << facts;
     }
 }
@@ -63,8 +63,14 @@ TEST(Children, AreGivenStandardStreamsWhereTheProgramHadNone) {
 TEST(Surroundings, ErrorStreamWithoutReaderOrFull) {
     Installation().Run(Scenario("Pipe | opts S F"), [] {
         int ends[2];
-        if (pipe2(ends, O_CLOEXEC) == 0) dup2(ends[1], 2);
+        if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) == 0) dup2(ends[1], 2);
+        while (write(2, "x", 1) == 1) continue;
+        fcntl(2, F_SETFL, 0);
         close(ends[0]);
+    });
+    Installation().Run(Scenario("Limit | opts S F"), [] {
+        const rlimit size{4096, 4096};
+        if (ftruncate(2, 4096) == 0) setrlimit(RLIMIT_FSIZE, &size);
     });
     Installation().Run(Scenario("Full | opts S F | plan --update exit 5 | exit 5 | calls STOP SETUP"),
                        [] { dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), 2); });

@@ -1,14 +1,11 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/tcp.h>
-#include <sys/resource.h>
 
 #include <regex>
 
 #include "common/io/file.h"
 #include "common/io/socket_address.h"
 #include "common/io/socket_options.h"
-#include "common/io/socket_pipe.h"
 #include "common/io/socket_system.h"
 #include "common/util/string_owned.h"
 #include "tests/support/scopes.h"
@@ -88,21 +85,12 @@ TEST(SocketOptions, FailuresAreWrittenOnBothStreams) {
         "0 0 0 -1 38 -1 -1 9");
     EXPECT_EQ(SocketSystemInit() + SocketSystemCleanup(), 2);
     const std::pair<std::function<int()>, std::string> rows[] = {
-        {[] { return SocketSetNonBlocking(-1, 1); }, "Can't set non-blocking mode on FD#-1 to 1"},
-        {[] { return SocketSetNoInherit(-1, 1); }, "Can't set no-inherit mode on FD#-1 to 1"},
-        {[] { return SocketSetNoDelay(-1, 1); }, "Can't set no-delay mode on FD#-1 to 1"},
         {[] { return SocketSetCork(-1, 1); }, "2Failed to set TCP_CORK to 1 on FD#-1"},
-        {[] { return SocketSetReceiveBuffer(-1, 8); }, "Failed to set SO_RCVBUF size to 8 on FD#-1"},
         {[] { return SocketSetSendBuffer(-1, 8); }, "Failed to set SO_SNDBUF size to 8 on FD#-1"},
         {[] { return SocketSetLowDelay(-1); }, "WFailed to set IPTOS_LOWDELAY on FD#-1 to 16"},
-        {[] { return SocketSetKeepAlive(-1, 1); }, "Failed to set SO_KEEPALIVE on FD#-1 to 1"},
         {[] { return SocketSetLinger(-1, -5); }, "Failed to set SO_LINGER values to 0 and 0 on FD#-1"},
-        {[] { return SocketSetReuseAddress(-1, 1); }, "Failed to set SO_REUSEADDR on FD#-1 to 1"},
-        {[] { return SocketSetQuickAck(-1, 1); }, "2Failed to set TCP_QUICKACK to 1 on FD#-1"},
-        {[] { return SocketGetBytesQueued(-1); }, "Failed to get bytes queued on FD#-1"},
         {[] { return SocketGetBytesWritable(-1); }, "Failed to get bytes queued on FD#-1"},
         {[] { return SocketGetError(-1); }, "Failed to get the SO_ERROR option for FD#-1"},
-        {[] { return SocketGetOption(-1, SocketOptionNonBlocking); }, "4Query failed for option 0 on FD#-1"},
         {[] { return SocketGetOption(-1, SocketOptionNoDelay); }, "4Query failed for option 2 on FD#-1"}};
     for (const auto& [call, words] : rows) {
         const LogCapture log;
@@ -144,44 +132,6 @@ struct Connection {
     ~Connection() { close(client), close(server); }
     int client = socket(AF_INET, SOCK_STREAM, 0), server = -1, port = 0;
 };
-
-TEST(SocketOptions, AreSetAndRead) {
-    const Connection tcp;
-    const int fd = tcp.client;
-    const auto get = [fd](int level, int name) {
-        int value[2] = {0, 0};
-        socklen_t length = sizeof value;
-        return getsockopt(fd, level, name, value, &length) + value[0] * (1 + value[1]);
-    };
-    SocketSystemInit();
-    const LogCapture log;
-    EXPECT_EQ((Told() << SocketSetNonBlocking(fd, 1) << SocketSetNonBlocking(fd, 1) << SocketGetOption(fd, 0)
-                      << SocketSetNonBlocking(fd, 0) << SocketGetOption(fd, 0)),
-              "1 1 1 1 0");
-    EXPECT_EQ(
-        (Told() << SocketSetNoInherit(fd, 1) << fcntl(fd, F_GETFD) << SocketSetNoInherit(fd, 0) << fcntl(fd, F_GETFD)),
-        "1 1 1 0");
-    EXPECT_EQ((Told() << SocketSetNoDelay(fd, 1) << SocketGetOption(fd, 2) << SocketSetCork(fd, 1)
-                      << get(IPPROTO_TCP, TCP_CORK) << SocketSetLowDelay(fd) << get(IPPROTO_IP, IP_TOS)),
-              "1 1 1 1 1 16");
-    EXPECT_EQ((Told() << SocketSetLinger(fd, 30) << get(SOL_SOCKET, SO_LINGER) << SocketSetLinger(fd, 0)
-                      << get(SOL_SOCKET, SO_LINGER)),
-              "1 31 1 0");
-    EXPECT_EQ((Told() << SocketSetReceiveBuffer(fd, 20000) << get(SOL_SOCKET, SO_RCVBUF)
-                      << SocketSetSendBuffer(fd, 20000) << get(SOL_SOCKET, SO_SNDBUF)),
-              "1 40000 1 40000");
-    EXPECT_EQ((Told() << FileWriteString(tcp.server, "abc") << SocketGetBytesQueued(fd) << SocketGetBytesWritable(fd)
-                      << SocketSetSendBuffer(fd, 5000) << SocketGetBytesWritable(fd) << SocketGetError(fd)),
-              "3 0 23616 1 0 0");
-    int pair[2];
-    EXPECT_EQ((Told() << SocketPipe(pair, 65536) << SocketSetNoDelay(pair[0], 1) << fcntl(pair[0], F_GETFD)
-                      << fcntl(pair[1], F_GETFD) << FileWriteString(pair[0], "ab") << FileWriteString(pair[1], "c")
-                      << (FileGetBytesQueued(pair[0]) > 0) << SocketGetBytesReadable(pair[1])
-                      << SocketGetBytesReadable(pair[0])),
-              "0 -1 1 1 2 1 1 2 1");
-    for (const int end : pair) close(end);
-    EXPECT_EQ(log.Text(), "");
-}
 
 TEST(SocketAddress, BothEndsAreShownAnIpv4PeerInDottedForm) {
     const Connection tcp;
