@@ -53,8 +53,7 @@ void RecordAndReport(const char* opening, const char* what, const char* name, co
                      const char* action, int error) {
     const MutexScope scope(Logger::mutex_);
     PostMainRecordFailure(action, error);
-    Line(LogError) << opening << what << " '" << StringOrNil(name) << "'" << joint << "context [" << code << "].\n";
-    Line(LogError) << RunErrorIs(error) << ".\n";
+    LogFailure(error, opening, what, " '", StringOrNil(name), "'", joint, "context [", code, "]");
 }
 
 // The arguments that tell a client the outcome. errorText must hold 8 bytes and live as long as the vector.

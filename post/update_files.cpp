@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "common/io/file.h"
 #include "common/log/report.h"
@@ -61,11 +62,8 @@ private:
     char text_[kLimit + 1];
 };
 
-// What could not be done to which file, and why. Returns the error, for the caller to pass on.
 int ReportFile(const char* what, const char* name, const char* code, int error) {
-    Line(LogError) << "Can't " << what << " '" << name << "' in context ['" << code << "'].\n";
-    Line(LogError) << RunErrorIs(error) << ".\n";
-    return error;
+    return LogFailure(error, "Can't ", what, " '", name, "' in context ['", code, "']");
 }
 
 int ReportOption(const char* key, const char* value, const char* code) {
@@ -152,9 +150,7 @@ int ReplaceFile(const UpdateEntry& entry) {
     if (error == 0) return 0;
     ReportFile("rename", entry.source, "AH", error);
     if (rename(entry.backup, entry.destination) != 0) {
-        const int restoreError = errno;
-        Line(LogError) << "Can't rename '" << entry.backup << "' as '" << entry.destination << "'.\n";
-        Line(LogError) << RunErrorIs(restoreError) << ".\n";
+        LogFailure(errno, "Can't rename '", entry.backup, "' as '", entry.destination, "'");
     }
     return error;
 }
@@ -171,7 +167,7 @@ int ApplyLine(char* line) {
     postData_.updates.push_back(entry.get());  // before the files move: they must not move without a record of it
     if (const int error = ReplaceFile(*entry)) {
         postData_.updates.pop_back();
-        StringSet(&postData_.entry, entry->destination);
+        std::swap(postData_.entry, entry->destination);  // not a copy, which memory could be short for
         return error;
     }
     entry.release();
@@ -188,25 +184,16 @@ int ApplyLines(FILE* list) {
             if (const int error = ApplyLine(line)) return error;
         } catch (const std::bad_alloc&) {
             ReportNoMemory("PostMain", "UpdateFiles", postData_.updateFile);
+            Line(LogError) << RunErrorIs(ENOMEM) << ".\n";
             return ENOMEM;
         }
     }
-    const int error = errno;
-    if (error != 0) {
-        Line(LogError) << "Read from '" << postData_.updateFile << "' failed.\n";
-        Line(LogError) << RunErrorIs(error) << ".\n";
-    }
-    return error;
+    return errno == 0 ? 0 : LogFailure(errno, "Read from '", postData_.updateFile, "' failed");
 }
 
 int ApplyList(const char* path) {
     FILE* list = fopen(path, "re");  // close-on-exec
-    if (list == nullptr) {
-        const int error = errno;
-        Line(LogError) << "Can't open '" << path << "' for reading.\n";
-        Line(LogError) << RunErrorIs(error) << ".\n";
-        return error;
-    }
+    if (list == nullptr) return LogFailure(errno, "Can't open '", path, "' for reading");
     Line() << "PostMain: Opened file '" << path << "' for reading.\n";
     const int result = ApplyLines(list);
     Line() << "PostMain: Closing '" << path << "' with " << postData_.updates.size() << " files updated.\n";

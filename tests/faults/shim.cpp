@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -23,6 +24,7 @@ char chosen[16];
 int chosenCall, chosenError;
 pid_t program;
 thread_local int child;  // the number of the child that this thread forked last
+bool listIsRead;         // only then memory may be short: elsewhere that ends the run like a kill
 
 __attribute__((constructor)) void Arm() {
     if (sscanf(getenv("FAULT"), "%15s %d %d", chosen, &chosenCall, &chosenError) != 3) abort();
@@ -37,6 +39,7 @@ __attribute__((constructor)) void Arm() {
 bool Fails(const char* function) {
     if (counts == nullptr) return false;
     if (strcmp(function, "fork") == 0) child = ++counts[0];
+    if (strcmp(function, "fopen") == 0 || strcmp(function, "fclose") == 0) listIsRead = function[1] == 'o';
     if (strcmp(function, chosen) != 0) return false;
     // Children are started in a fixed order, but two threads and the children themselves make these calls.
     const bool ofChild = strcmp(function, "execvp") == 0 || strcmp(function, "waitpid") == 0;
@@ -60,6 +63,7 @@ REPLACE(int, rename, (const char* from, const char* to), (from, to), -1)
 REPLACE(int, unlink, (const char* path), (path), -1)
 REPLACE(int, stat, (const char* path, struct stat* record), (path, record), -1)
 REPLACE(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)
+REPLACE(int, fclose, (FILE * file), (file), EOF)
 REPLACE(char*, fgets, (char* text, int size, FILE* file), (text, size, file), (file->_flags |= _IO_ERR_SEEN, nullptr))
 REPLACE(pid_t, fork, (), (), -1)
 REPLACE(int, execvp, (const char* file, char* const* arguments), (file, arguments), -1)
@@ -71,3 +75,9 @@ REPLACE(int, setsockopt, (int fd, int level, int name, const void* value, sockle
 REPLACE(int, pthread_create, (pthread_t * id, const pthread_attr_t* attributes, void* (*body)(void*), void* argument),
         (id, attributes, body, argument), errno)
 REPLACE(ssize_t, send, (int fd, const void* data, size_t size, int flags), (fd, data, size, flags), -1)
+
+void* operator new[](size_t size) {
+    static const auto real = reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "_Znam"));
+    if (listIsRead && Fails("new")) throw std::bad_alloc();
+    return real(size);
+}

@@ -4,10 +4,12 @@
 #include <regex>
 
 #include "common/log/logger.h"
+#include "common/process/process_accounts.h"
 #include "common/process/process_control.h"
 #include "common/process/process_create.h"
 #include "common/process/signals.h"
 #include "common/process/thread.h"
+#include "common/util/string_owned.h"
 #include "tests/support/scopes.h"
 
 namespace {
@@ -155,6 +157,25 @@ TEST(Signal, CallsWorkAndLogTheirFailures) {
     EXPECT_EQ(names,
               "1HUP 2INT 3QUIT 4ILL 6ABRT 8FPE 9KILL 10USR1 11SEGV 12USR2 13PIPE 14ALRM 15TERM 17CHLD 18CONT 19STOP "
               "20TSTP 21TTIN 22TTOU 26VTALRM 28WINCH 29POLL ");
+}
+
+TEST(Accounts, AreFoundByNameAndId) {
+    char* name = StringCopy("old");
+    EXPECT_EQ((Told() << ProcessUserIdByName("root") << ProcessGroupIdByName("root") << ProcessUserNameById(&name, 0)
+                      << name),
+              "0 0 1 root");
+    const LogCapture log;
+    constexpr unsigned kNobody = 4000000000;
+    EXPECT_EQ((Told() << ProcessUserIdByName("no one") + 1 << errno << ProcessGroupIdByName(nullptr) + 1 << errno
+                      << ProcessUserNameById(&name, kNobody) << errno << name),
+              "0 2 0 2 -1 2 root");
+    EXPECT_EQ((Told() << ProcessGroupNameById(&name, kNobody) << ProcessGroupNameById(&name, 0) << name), "-1 1 root");
+    StringReset(&name);
+    std::string lines;
+    for (const std::string key : {"user 'no one'", "group 'nil'", "user id '-294967296'", "group id '-294967296'"})
+        lines += "@ Process: ERROR! Can't get information for " + key +
+                 ".\n@ Process: ERROR! Error is 2, No such file or directory.\n";
+    EXPECT_EQ(log.Text(), lines);
 }
 
 }  // namespace
