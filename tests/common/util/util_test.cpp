@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "common/util/mutex.h"
-#include "common/util/option_parser.h"
 #include "common/util/option_string.h"
 #include "common/util/string_owned.h"
 #include "common/util/string_text.h"
@@ -106,44 +105,6 @@ TEST(OptionString, TextsAreEscapedAndJudged) {
     EXPECT_EQ(Shown(OptionParseNumber("007"), OptionParseNumber("5x"), OptionParseNumber("+5"),
                     OptionParseNumber("99999999999999999999")),
               "7 5 -1 2147483647");
-}
-
-// Scans a command line from its start: the letters with their arguments, the index in the end, and the messages.
-std::string Scanned(std::string line, const char* letters) {
-    const LogCapture log;
-    std::vector<char*> argv;
-    for (char* word = strtok(line.data(), " "); word != nullptr; word = strtok(nullptr, " ")) argv.push_back(word);
-    std::string result;
-    BSDoptind = BSDoptreset = 1;
-    for (int letter; (letter = BSDgetopt(static_cast<int>(argv.size()), argv.data(), letters)) != -1;) {
-        const bool failed = letter == '?' || letter == ':';
-        result += static_cast<char>(letter) + std::string(failed ? 1 : 0, static_cast<char>(BSDoptopt)) +
-                  (failed || BSDoptarg == nullptr ? "" : BSDoptarg) + " ";
-    }
-    return result + std::to_string(BSDoptind) + log.Text();
-}
-
-TEST(OptionParser, ScansCommandLines) {
-    const char* const letters = "f:s:c:p:v:ri";
-    for (const char* line : {"p -- -r", "p --shutdown -r"}) EXPECT_EQ(Scanned(line, letters), "2");
-    for (const char* line : {"p - -r", "p file -r", "p"}) EXPECT_EQ(Scanned(line, letters), "1");
-    EXPECT_EQ(Shown(Scanned("p -r -i -f list", letters), Scanned("p -ri", letters), Scanned("p -flist x", letters),
-                    Scanned("p -r-i", letters)),
-              "r i flist 5 r i 2 flist 2 r 1");
-    EXPECT_EQ(Shown(Scanned("p -f", ":f:"), Scanned("p -f -r", "f::r"), Scanned("p -x", ":f"), Scanned("p -", "-r")),
-              ":f 2 f-r 3 ?x 2 - 2");
-    const auto unknown = [letters] {
-        return Scanned("p -f", letters) + Scanned("p -xr", letters) + Scanned("p -:", "a:");
-    };
-    EXPECT_EQ(unknown(),
-              "?f 2p: option requires an argument -- f\n?x r 2p: illegal option -- x\n?: 2p: illegal option -- :\n");
-    BSDopterr = 0;
-    EXPECT_EQ(unknown(), "?f 2?x r 2?: 2");
-    char option[] = "-\xE9", *argv[] = {option, option, nullptr};
-    BSDoptind = BSDoptreset = 1;
-    EXPECT_EQ((Told() << BSDgetopt(2, argv, nullptr) << BSDoptreset << BSDgetopt(2, argv, "\xE9") << BSDoptreset
-                      << BSDoptopt),
-              "-1 1 -23 0 -23");
 }
 
 TEST(TimeText, ShowsEveryMicrosecondAsPaddedMillisecondsOfTheLocalTime) {
