@@ -170,7 +170,7 @@ int ApplyLine(char* line) {
         std::swap(postData_.entry, entry->destination);  // not a copy, which memory could be short for
         return error;
     }
-    entry.release();
+    static_cast<void>(entry.release());  // postData_.updates owns it now
     return 0;
 }
 
