@@ -3,7 +3,7 @@
 if(NOT PROJECT_IS_TOP_LEVEL)
   return()
 endif()
-set(QVPOST_MAINTAINER "qvpost developers <maintainers@users.noreply.c-seed-2f978a61.example>"
+set(QVPOST_MAINTAINER "qvpost developers <maintainers@qvpost.example>"
   CACHE STRING "Who answers for the packages: Name <address>")
 
 set(CPACK_GENERATOR DEB)

@@ -153,7 +153,7 @@ void PostMainBoundary() {
     if (PostMainInterruption() == 0) return;
     {
         const MutexScope scope(Logger::mutex_);
-        PostMainRecordFailure(postData_.action == nullptr ? kDefaultAction : nullptr, PostMainReportInterruption());
+        PostMainRecordFailure(kDefaultAction, PostMainReportInterruption());
     }
     PostMainExit();
 }

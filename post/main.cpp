@@ -2,6 +2,7 @@
 #include <fcntl.h>
 
 #include <cerrno>
+
 #include "post/command_line.h"
 #include "post/exit_path.h"
 #include "post/interrupts.h"

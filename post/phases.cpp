@@ -33,10 +33,10 @@ const char* SystemRoot() {
     return nullptr;
 }
 
-void RunServer(const ChildKind& kind, const char* argument, const char* otherwise) {
+void RunServer(const ChildKind& kind, const char* argument, const char* noServer) {
     const char* server = postData_.server;
     if (server == nullptr || postData_.serverGiven != 1) {
-        Line() << "PostMain: No server to " << otherwise << ".\n";
+        Line() << noServer;
         return;
     }
     ChildVector vector(server);
@@ -71,9 +71,9 @@ void PostMainWaitForUpdater() {
     Line() << "PostMain: Process '" << pid << "' has exited.\n";
 }
 
-void PostMainStopServer() { RunServer(kServerStop, "--shutdown", "stop"); }
+void PostMainStopServer() { RunServer(kServerStop, "--shutdown", "PostMain: No server to stop.\n"); }
 
-void PostMainStartServer() { RunServer(kServerStart, "--startup", "start"); }
+void PostMainStartServer() { RunServer(kServerStart, "--startup", "PostMain: No server to start.\n"); }
 
 void PostMainUpdateFiles() {
     const int error = PostMainReplaceFiles();

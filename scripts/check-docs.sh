@@ -1,6 +1,7 @@
 #!/bin/bash
 # Holds documents and program together: makes the runs of docs/log.md and compares their logs with its templates,
-# compares the codes of qvpost(8) with those in post/, and has mandoc look at the manual pages where there is mandoc.
+# compares the codes of qvpost(8) with those in post/, has mandoc look at the manual pages where there is mandoc, and
+# runs the programs that the documents show.
 #
 #   scripts/check-docs.sh QVPOST     everything, with this qvpost
 #   scripts/check-docs.sh --pages    the codes and the manual pages alone
@@ -58,3 +59,4 @@ for name, how in runs.items():
 shutil.rmtree(work)
 print(f"docs/log.md: {len(runs)} runs write what it says")
 PYTHON
+scripts/check-examples.py "$1"

@@ -2,7 +2,8 @@
 // written on the ordinary stream and again on the level stream. Linking the look-ups pulls in the system resolver,
 // which a fully static program can't serve.
 //
-// An operation that fails leaves in errno what its entry says, or the number of the call that failed.
+// An operation that fails leaves in errno what its entry says, or the number of the call that failed. A look-up that
+// fails inside the resolver has none: its log lines show h_errno(3).
 //
 // Threads: SocketResolveAddress, SocketResolveName and SocketResolveText use resolver calls that are not reentrant, and
 // the entries that return texts share storage which the next call overwrites: callers on more than one thread serialise

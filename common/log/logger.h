@@ -91,7 +91,8 @@ public:
     /// Appends to the file FileJoinPath(dir, name); a null or empty name changes nothing. A new file has mode 0600
     /// whatever the file-creation mask, which is changed for the moment of the opening, for the whole process. A file
     /// that can't be opened is tried five times, 200 milliseconds apart, and leaves the destination as it was, without
-    /// a line. OpenErrorFile takes std::clog along and writes a line about it there in every case.
+    /// a line: whoever must know compares logStream_ (errorStream_, auxStream_) before and after. OpenErrorFile takes
+    /// std::clog along and writes a line about it there in every case.
     void OpenLogFile(const char* dir, const char* name);
     void OpenErrorFile(const char* dir, const char* name);
     void OpenAuxFile(const char* dir, const char* name);

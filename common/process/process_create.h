@@ -22,9 +22,9 @@ enum { ProcessPriorityLowest = 100, ProcessPriorityNormal, ProcessPriorityHigh, 
 int ProcessCreate(const char* command, const char* const* parameters, const char* const* environment, int input,
                   int output, int error, int level, int keepIds);
 
-/// fork(2) while no other thread is writing the start of a log line: the child's id in the parent, 0 in the child, -1
-/// with errno. A fork that a signal interrupted is repeated. What waits in the log is written out before. Locks of
-/// other kinds that other threads hold stay locked in the child.
+/// fork(2) while no other thread is writing the start of a log line: the child's id in the parent, 0 in the child,
+/// silently -1 with errno. A fork that a signal interrupted is repeated. What waits in the log is written out before.
+/// Locks of other kinds that other threads hold stay locked in the child.
 int ProcessFork();
 
 /// execve(2) with an environment, execvp(3) without. Returns only on failure: -1 with errno (EFAULT for a null file)

@@ -1,5 +1,5 @@
-// Thin wrappers of POSIX threads. A failure writes one log line (where an entry names none, ESRCH writes none) and
-// leaves the thread library's error number, which it returns instead of setting it, in errno. Any thread may call.
+// Thin wrappers of POSIX threads. A failure writes one log line, but for ESRCH where an entry says so, and leaves the
+// error number, which the thread library returns instead of setting it, in errno. Any thread may call.
 //
 // None of these guards against the identifier of a thread that was already joined: that is undefined, as in POSIX. Set
 // such a variable to -1 (all bits set), which stands for no thread, and test for it.
@@ -32,7 +32,8 @@ int ThreadStop(pthread_t handle);
 /// Ends the calling thread with a value for ThreadJoin. Objects on its stack are destroyed.
 [[noreturn]] void ThreadExit(void* value);
 
-/// Sets how the calling thread is cancelled. 0, or an error number: EINVAL, with a log line, for a type that isn't one.
+/// Sets how the calling thread is cancelled. 0, or an error number, which isn't left in errno: EINVAL, with a log line,
+/// for a type that isn't one.
 int ThreadSetCancelType(int type);
 int ThreadSetCancelAsynchronous();
 

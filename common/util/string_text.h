@@ -21,7 +21,7 @@ int StringIsAbsolute(const char* path);
 int StringHasDotDot(const char* path);
 
 /// Reads "a.b.c_d" with sscanf(3) and "%i" (decimal, 0 octal, 0x hexadecimal). Fields that aren't there become -1.
-/// Returns the number of fields read, or -1 for an empty text.
+/// Returns the number of fields read, or -1 for a text that is empty or all blanks.
 int StringScanNumbers(const char* text, int* a, int* b, int* c, int* d);
 
 /// The number of bytes equal to separator in the first length bytes of buffer, 0 for a length of 0 or less. Writes

@@ -20,5 +20,5 @@ char* TimeDateText(char* buffer, const time_t* time);
 void TimeSetDateText(char** dst, const time_t* time);
 
 /// Reads clock 0 (CLOCK_REALTIME) or 1 (CLOCK_MONOTONIC) by the system call itself, clock_gettime(2), past the C
-/// library. Returns 0, or -1 with errno: EINVAL for any other clock, *now untouched, or the kernel's number.
+/// library. Returns 0, or silently -1 with errno: EINVAL for any other clock, *now untouched, or the kernel's number.
 int TimeGetClock(int clock, struct timespec* now);

@@ -2,6 +2,9 @@
 # An updater: unpacks the new files beside the installed ones, writes the update list, starts qvpost and exits.
 #
 #   updater ROOT QVPOST ARCHIVE     the installation, the program qvpost, a tar archive of files below the root
+#
+# The shortest one, to show the steps. It trusts its archive: every file must be installed already, and none may have a
+# name that a list can't hold. The updaters of docs/recipes.md look at that, and leave the service that they stop.
 set -euo pipefail
 root=$1 qvpost=$2 archive=$3
 
