@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "common/log/error_name.h"
 #include "common/log/logger.h"
 #include "tests/support/scopes.h"
 
@@ -27,22 +26,6 @@ TEST(Report, WritesTwoLinesAndLeavesTheErrorNumber) {
             const std::string line = std::string(row.opening) + " in method 'C::m()' context [x]" + row.ending + ".\n";
             EXPECT_EQ(log.Text(), mode == 0 ? "" : "@ C: ERROR! " + line + "Error: " + line);
         }
-    }
-}
-
-TEST(ErrorName, KnowsItsNumbersAndNoOthers) {
-    std::istringstream names(
-        R"(Success EPERM ENOENT ESRCH EINTR EIO ENXIO E2BIG ENOEXEC EBADF ECHILD EAGAIN ENOMEM EACCES EFAULT
-        - EBUSY EEXIST EXDEV ENODEV ENOTDIR EISDIR EINVAL ENFILE EMFILE ENOTTY - EFBIG ENOSPC ESPIPE EROFS EMLINK EPIPE EDOM
-        ERANGE EDEADLK ENAMETOOLONG ENOLCK ENOSYS ENOTEMPTY - - ENOMSG - - - - - - - - - EBADE - - - EBADRQC EBADSLT
-        - - - - - - - - - - - - ECOMM EPROTO - - EBADMSG - - - - - - - - - EILSEQ - - - ENOTSOCK - - - - - - ENOTSUP - -
-        EADDRINUSE EADDRNOTAVAIL - - - ECONNABORTED ECONNRESET - EISCONN - - - ETIMEDOUT ECONNREFUSED - - - EINPROGRESS)");
-    for (int error = -200; error < 200; ++error) {
-        std::string name;
-        if (error < 0 || !(names >> name) || name == "-") name = "Unknown";
-        EXPECT_EQ(Told() << ErrorName(errno = error) << LastErrorName(), name + " " + name) << error;
-        const std::string text = error == 0 ? "No error" : strerror(error);
-        EXPECT_EQ((Told() << ErrorString(errno = error) << LastErrorString()), text + " " + text);
     }
 }
 
