@@ -5,7 +5,6 @@
 """
 import os
 import re
-import shlex
 import socket
 import subprocess
 import sys
@@ -88,7 +87,7 @@ def check_updater(command, odd):
     root = os.fsencode(tempfile.mkdtemp(prefix="root ", dir="."))
     for name in (b"bin/qvserver", b"scripts/setup/qvserver"):
         write(os.path.join(root, name), "#!/bin/sh\n")
-    write(os.path.join(root, b"bin/qvclient"), f'#!/bin/sh\ntr "\\0" " " <&"$4" >"${{0%/*}}/told.part"\n'
+    write(os.path.join(root, b"bin/qvclient"), '#!/bin/sh\ntr "\\0" " " <&"$4" >"${0%/*}/told.part"\n'
           'mv "${0%/*}/told.part" "${0%/*}/told"\n')
     files = [b"bin/tool", b"doc/a, b=c", b"doc/\xff"] + ([b"doc/\n"] if odd else [])
     for name in files:
@@ -98,11 +97,13 @@ def check_updater(command, odd):
     write(os.path.join(root, b"new/added/brand new"), "new")
     run = subprocess.run(command + [root], stderr=subprocess.PIPE, env={**os.environ, "LC_ALL": "C.UTF-8"}, timeout=60)
     require((run.returncode != 0) == odd, command, run)
-    while not odd and not os.path.exists(os.path.join(root, b"bin/told")):
-        time.sleep(0.01)  # whoever started this gives up on it
+    told, end = os.path.join(root, b"bin/told"), time.monotonic() + 60
+    while not odd and not os.path.exists(told) and time.monotonic() < end:
+        time.sleep(0.1)
+    require(odd or os.path.exists(told), command, "the client wasn't started, or hangs")
     contents = {open(os.path.join(root, name), "rb").read() for name in files}
     require(contents == {b"old" if odd else b"new"} and os.path.exists(added) != odd, command, contents)
-    require(odd or open(os.path.join(root, b"bin/told")).read() == "1 33 66 100 ", command)
+    require(odd or open(told).read() == "1 33 66 100 ", command)
 
 
 write("client.py", block("man/qvpost-client.7", "A client in Python"))

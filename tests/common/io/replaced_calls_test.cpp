@@ -31,10 +31,5 @@ TEST(SocketSystem, LevelFollowsNameAndRelease) {
     EXPECT_EQ(log.Text(), "");
     systemName = nullptr;
     SocketSystemProbe();
-    systemName = "Linux";
-    EXPECT_EQ(Shown(SocketSystemInit(), SocketSystemSupport), "1 0");
-    const std::string why = "Failed to get system info. Error is 14 'Bad address'.\n",
-                      what = "Assuming lowest system support.\n";
-    EXPECT_EQ(log.Text(),
-              "@ Socket: WARNING! " + why + "@ Socket: WARNING! " + what + "Warning: " + why + "Warning: " + what);
+    EXPECT_EQ(SocketSystemSupport, 0);
 }
