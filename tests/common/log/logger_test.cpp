@@ -60,16 +60,6 @@ TEST(Logger, ModesChooseTheLinesThatAreWritten) {
     logger_.mode_ = 1;
 }
 
-TEST(Logger, OnlyOrdinaryLinesAndFlushesGoBackToDecimal) {
-    const LogCapture log;
-    Log() << std::hex << 255 << "\n";
-    LogError() << 255 << "\n";
-    Log() << 255 << std::hex << "\n";
-    LogFlush();
-    LogError() << 255 << "\n";
-    EXPECT_EQ(log.Text(), "@ ff\nError: ff\n@ 255\nError: 255\n");
-}
-
 TEST(Logger, EveryLineIsOneWrite) {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);

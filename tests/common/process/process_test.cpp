@@ -7,7 +7,6 @@
 #include "common/process/process_control.h"
 #include "common/process/process_create.h"
 #include "common/process/thread.h"
-#include "common/util/string_owned.h"
 #include "tests/support/scopes.h"
 
 namespace {
@@ -23,11 +22,7 @@ std::string Ran(std::vector<const char*> words, const char* const* environment =
     return Shown(ProcessExitCode(status), text);
 }
 
-void* Leave(void* argument) { ThreadExit(argument); }
-
-void* Wait(void*) {
-    for (;;) ProcessSleep(1000);
-}
+void* Leave(void* argument) { return argument; }
 
 TEST(ProcessCreate, PlacesStreamsAndClosesEachDescriptorOnce) {
     const TempFolder folder;
@@ -85,7 +80,7 @@ TEST(Process, FailuresLeaveTheirNumber) {
                   pthread_t handle, id;
                   Told told;
                   told << create(words) << errno << ProcessDetach() << errno
-                       << ThreadCreate(&handle, &id, Wait, nullptr) << errno << (handle & id) + 1;
+                       << ThreadCreate(&handle, &id, Leave, nullptr) << errno << (handle & id) + 1;
                   told << ProcessSetPriority(103) << errno << ProcessChangePriority(-5) << errno
                        << ProcessChangePriority(1) << ProcessSetUserId(0) << errno;
                   told << ProcessSetGroupId(0) << errno << ProcessIsRunning(1) << errno;
@@ -93,35 +88,6 @@ TEST(Process, FailuresLeaveTheirNumber) {
               }),
               0)
         << log.Text();
-}
-
-TEST(Thread, IsJoinedStoppedAndRefused) {
-    pthread_t handle, id;
-    void* result = nullptr;
-    EXPECT_EQ((Told() << ThreadCreate(&handle, &id, Leave, &id) << handle - id << ThreadJoin(handle, &result)
-                      << (result == &id)),
-              "1 0 1 1");
-    const LogCapture log;
-    EXPECT_EQ((Told() << ThreadCreate(&handle, &id, Wait, nullptr) << ThreadCheck(handle) << ThreadSignal(handle, 0)
-                      << ThreadSignal(handle, 99) << errno << ThreadJoin(pthread_self(), &result) << errno
-                      << ThreadStop(handle)),
-              "1 1 1 -1 22 -1 35 1");
-    EXPECT_EQ((Told() << ThreadYield() << ThreadSetCancelAsynchronous() << ThreadSetCancelType(0)
-                      << ThreadSetCancelType(1) << ThreadSetCancelType(2)),
-              "0 0 0 0 22");
-}
-
-TEST(Accounts, AreFoundByNameAndId) {
-    char* name = StringCopy("old");
-    EXPECT_EQ((Told() << ProcessUserIdByName("root") << ProcessGroupIdByName("root") << ProcessUserNameById(&name, 0)
-                      << name),
-              "0 0 1 root");
-    const LogCapture log;
-    constexpr unsigned kNobody = 4000000000;
-    EXPECT_EQ((Told() << ProcessUserIdByName("no one") + 1 << errno << ProcessGroupIdByName(nullptr) + 1 << errno
-                      << ProcessUserNameById(&name, kNobody) << errno << ProcessGroupNameById(&name, kNobody) << name),
-              "0 2 0 2 -1 2 -1 root");
-    StringReset(&name);
 }
 
 }  // namespace
