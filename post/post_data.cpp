@@ -1,15 +1,9 @@
 #include "post/post_data.h"
 
-#include "common/util/string_owned.h"
-
 // The first object that is built and the last that is destroyed, with the Logger (priority 200) and its mutex in
 // between: a thread may still hold the mutex of the record while the process ends.
 __attribute__((init_priority(150))) ProgressData progressData_;
 PostData postData_;
-
-UpdateEntry::~UpdateEntry() {
-    for (char** text : {&source, &destination, &backup}) StringReset(text);
-}
 
 void PostMainSetStartValues() {
     postData_.client = postData_.server = postData_.updateFile = postData_.version = nullptr;

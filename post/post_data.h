@@ -7,18 +7,7 @@
 #include <deque>
 
 #include "common/util/mutex.h"
-
-/// A line of the update list that was applied. Owns its texts.
-struct UpdateEntry {
-    UpdateEntry() = default;
-    ~UpdateEntry();
-    UpdateEntry(const UpdateEntry&) = delete;
-    UpdateEntry& operator=(const UpdateEntry&) = delete;
-
-    char* source = nullptr;       ///< where the new file came from
-    char* destination = nullptr;  ///< the file that it replaced
-    char* backup = nullptr;       ///< where the replaced file lies now
-};
+#include "post/update_line.h"
 
 /// What the run was asked to do and how far it got. The texts are owned strings. The main thread writes it; the
 /// progress thread reads it, and writes error. When the progress thread takes the exit path it waits until the main

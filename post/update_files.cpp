@@ -2,9 +2,7 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -13,18 +11,13 @@
 
 #include "common/io/file.h"
 #include "common/log/report.h"
-#include "common/util/option_string.h"
 #include "common/util/string_owned.h"
 #include "post/interrupts.h"
 #include "post/post_data.h"
 #include "post/run_log.h"
+#include "post/update_line.h"
 
 namespace {
-
-constexpr int kLineSize = 2048;
-constexpr char kBackupSuffix[] = ".temporary";
-constexpr int kLeftoverVariants = 9;  // cleaned before a line: the backup name and this many numbered ones
-constexpr int kFreeVariants = 10;     // tried when the backup name can't be freed
 
 // FileStat, not FileIsEntity: a line asks twelve times, and each would copy the path.
 bool Exists(const char* path) {
@@ -32,49 +25,8 @@ bool Exists(const char* path) {
     return FileStat(path, &record) == 1;
 }
 
-// The backup name of a destination with a decimal number behind it, cut at 1022 characters.
-class NumberedName {
-public:
-    explicit NumberedName(const UpdateEntry& entry)
-        : suffixCut_(strlen(entry.destination) >= kLimit), stem_(std::min(strlen(entry.backup), kLimit)) {
-        memcpy(text_, entry.backup, stem_);
-        text_[stem_] = '\0';
-    }
-
-    /// Cut so far that nothing of the suffix is left, the name is that of an installed file.
-    bool SuffixCut() const { return suffixCut_; }
-
-    const char* Plain() const { return text_; }
-
-    const char* With(int number) {
-        char digits[4];
-        const auto length = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits);
-        const size_t copied = std::min(length, kLimit - stem_);
-        memcpy(text_ + stem_, digits, copied);
-        text_[stem_ + copied] = '\0';
-        return text_;
-    }
-
-private:
-    static constexpr size_t kLimit = 1022;
-    const bool suffixCut_;
-    const size_t stem_;
-    char text_[kLimit + 1];
-};
-
 int ReportFile(const char* what, const char* name, const char* code, int error) {
     return LogFailure(error, "Can't ", what, " '", name, "' in context ['", code, "']");
-}
-
-int ReportOption(const char* key, const char* value, const char* code) {
-    Line(LogError) << "Invalid option '" << key << "' value '" << StringOrNil(value) << "' in context ['" << code
-                   << "'].\n";
-    return EINVAL;
-}
-
-int ReportMissing(const char* key) {
-    Line(LogError) << "Can't find option '" << key << "' in context ['AF'].\n";
-    return EINVAL;
 }
 
 // 0 or errno.
@@ -84,23 +36,6 @@ int Rename(const char* from, const char* to) {
 }
 
 int Remove(const char* path) { return unlink(path) == 0 ? 0 : errno; }
-
-int ParseLine(char* line, UpdateEntry* entry) {
-    char* rest = nullptr;
-    for (char* key = strtok_r(line, "=", &rest); key != nullptr; key = strtok_r(nullptr, "=", &rest)) {
-        char* value = strtok_r(nullptr, ",", &rest);
-        if (OptionCheckPair(key, value, 0) != 1) return ReportOption(key, value, "AD");
-        char** const field = strcmp(key, "source") == 0        ? &entry->source
-                             : strcmp(key, "destination") == 0 ? &entry->destination
-                                                               : nullptr;
-        if (field == nullptr) return ReportOption(key, value, "AE");
-        OptionUnescape(value);
-        StringSet(field, value);
-    }
-    if (entry->source == nullptr) return ReportMissing("source");
-    if (entry->destination == nullptr) return ReportMissing("destination");
-    return 0;
-}
 
 void RemoveLeftover(const char* name) {
     if (!Exists(name)) return;
@@ -113,26 +48,26 @@ void RemoveLeftover(const char* name) {
     }
 }
 
-void RemoveLeftovers(NumberedName* name) {
+void RemoveLeftovers(UpdateBackupName* name) {
     if (name->SuffixCut()) return;
-    RemoveLeftover(name->Plain());
-    for (int number = 1; number <= kLeftoverVariants; ++number) RemoveLeftover(name->With(number));
+    RemoveLeftover(name->Get());
+    for (int number = 1; number <= kUpdateClearedVariants; ++number) RemoveLeftover(name->With(number));
 }
 
 // The backup name is taken and can't be freed: find one that isn't.
-void ChooseFreeBackup(NumberedName* name, UpdateEntry* entry) {
+void ChooseFreeBackup(UpdateBackupName* name, UpdateEntry* entry) {
     if (name->SuffixCut()) return;  // keep the taken name: its rename fails, and nothing is lost
-    for (int number = 1; number <= kFreeVariants; ++number) {
+    for (int number = 1; number <= kUpdateTriedVariants; ++number) {
         Line() << "PostMain: Checking if '" << name->With(number) << "' exist.\n";
-        if (!Exists(name->Plain())) break;
+        if (!Exists(name->Get())) break;
     }
-    Line() << "PostMain: Filename '" << name->Plain() << "' is free to use.\n";
-    StringSet(&entry->backup, name->Plain());
+    Line() << "PostMain: Filename '" << name->Get() << "' is free to use.\n";
+    StringSet(&entry->backup, name->Get());
 }
 
 void ChooseBackup(UpdateEntry* entry) {
-    StringAdd(&entry->backup, entry->destination, kBackupSuffix, nullptr, nullptr);
-    NumberedName name(*entry);
+    UpdateNameBackup(entry);
+    UpdateBackupName name(*entry);
     RemoveLeftovers(&name);
     if (!Exists(entry->destination) || !Exists(entry->backup)) return;
     if (Remove(entry->backup) == 0) {
@@ -162,7 +97,10 @@ int ApplyLine(char* line) {
     Line() << "PostMain: Parsing update line '" << line << (newline != nullptr ? "\n'.\n" : "'.\n");
 
     auto entry = std::make_unique<UpdateEntry>();
-    if (const int error = ParseLine(line, entry.get())) return error;
+    if (const auto fault = UpdateParseLine(line, entry.get()); fault.code != nullptr) {
+        Line(LogError) << fault << ".\n";
+        return EINVAL;
+    }
     ChooseBackup(entry.get());
     postData_.updates.push_back(entry.get());  // before the files move: they must not move without a record of it
     if (const int error = ReplaceFile(*entry)) {
@@ -175,7 +113,7 @@ int ApplyLine(char* line) {
 }
 
 int ApplyLines(FILE* list) {
-    char line[kLineSize];
+    char line[kUpdateLineSize];
     for (;;) {
         if (PostMainInterruption() != 0) return PostMainReportInterruption();
         errno = 0;

@@ -1,0 +1,52 @@
+#include "post/update_line.h"
+
+#include <charconv>
+#include <ostream>
+
+#include "common/util/option_string.h"
+#include "common/util/string_owned.h"
+
+static constexpr char kMissing[] = "AF";  // the code of a line that lacks a key
+
+UpdateEntry::~UpdateEntry() {
+    for (char** text : {&source, &destination, &backup}) StringReset(text);
+}
+
+std::ostream& operator<<(std::ostream& out, const UpdateLineFault& fault) {
+    if (strcmp(fault.code, kMissing) == 0) {
+        return out << "Can't find option '" << fault.key << "' in context ['" << kMissing << "']";
+    }
+    return out << "Invalid option '" << fault.key << "' value '" << StringOrNil(fault.value) << "' in context ['"
+               << fault.code << "']";
+}
+
+UpdateLineFault UpdateParseLine(char* line, UpdateEntry* entry) {
+    char* rest = nullptr;
+    for (char* key = strtok_r(line, "=", &rest); key != nullptr; key = strtok_r(nullptr, "=", &rest)) {
+        char* value = strtok_r(nullptr, ",", &rest);
+        if (OptionCheckPair(key, value, 0) != 1) return {"AD", key, value};
+        char** const field = strcmp(key, "source") == 0        ? &entry->source
+                             : strcmp(key, "destination") == 0 ? &entry->destination
+                                                               : nullptr;
+        if (field == nullptr) return {"AE", key, value};
+        OptionUnescape(value);
+        StringSet(field, value);
+    }
+    if (entry->source == nullptr) return {kMissing, "source", nullptr};
+    if (entry->destination == nullptr) return {kMissing, "destination", nullptr};
+    return {};
+}
+
+void UpdateNameBackup(UpdateEntry* entry) {
+    StringReset(&entry->backup);
+    StringAdd(&entry->backup, entry->destination, ".temporary", nullptr, nullptr);
+}
+
+const char* UpdateBackupName::With(int number) {
+    char digits[4];
+    const auto length = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits);
+    const size_t copied = std::min(length, kLimit - stem_);
+    memcpy(text_ + stem_, digits, copied);
+    text_[stem_ + copied] = '\0';
+    return text_;
+}
