@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <memory>
