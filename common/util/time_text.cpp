@@ -1,5 +1,6 @@
 #include "common/util/time_text.h"
 
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -13,6 +14,31 @@ namespace {
 constexpr int kClockSize = 17;
 constexpr int kDateSize = 26;  // ctime_r(3) writes 26 bytes
 
+// The C library converts a time under a lock of its own. A thread that forks while another one converts would leave
+// that lock taken in the child, whose first log line would wait for it for ever. Every conversion here is made under
+// this lock too, which fork takes first: whenever the process is copied, both are free.
+pthread_mutex_t zoneMutex = PTHREAD_MUTEX_INITIALIZER;
+
+void LockZone() { pthread_mutex_lock(&zoneMutex); }
+void UnlockZone() { pthread_mutex_unlock(&zoneMutex); }
+
+[[gnu::constructor(101)]] void HandleForks() { pthread_atfork(LockZone, UnlockZone, UnlockZone); }
+
+class ZoneLock {
+public:
+    ZoneLock() { LockZone(); }
+    ~ZoneLock() { UnlockZone(); }
+    ZoneLock(const ZoneLock&) = delete;
+    ZoneLock& operator=(const ZoneLock&) = delete;
+};
+
+struct tm LocalTime(const time_t* time) {
+    const ZoneLock lock;
+    struct tm local = {};
+    localtime_r(time, &local);
+    return local;
+}
+
 char* Digits(char* out, long value, int count) {
     for (int i = count; i-- > 0; value /= 10) out[i] = static_cast<char>('0' + value % 10);
     return out + count;
@@ -21,8 +47,7 @@ char* Digits(char* out, long value, int count) {
 }  // namespace
 
 char* TimeClockText(char* buffer, const struct timeval* time) {
-    struct tm local = {};
-    localtime_r(&time->tv_sec, &local);
+    const struct tm local = LocalTime(&time->tv_sec);
     const long microseconds = time->tv_usec;
     if (microseconds < 0 || microseconds > 999'999) {
         snprintf(buffer, kClockSize, "%02d:%02d:%02d %07.3f", local.tm_hour, local.tm_min, local.tm_sec,
@@ -49,6 +74,7 @@ void TimeSetClockText(char** dst, const struct timeval* time) {
 }
 
 char* TimeDateText(char* buffer, const time_t* time) {
+    const ZoneLock lock;
     if (ctime_r(time, buffer) == nullptr) *buffer = '\0';  // a year that has no four digits
     buffer[24] = '\0';
     return buffer;
