@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -33,18 +34,18 @@ void StringInit(char** dst, const char* src) { *dst = StringCopy(src); }
 void StringReset(char** dst) { Replace(dst, nullptr); }
 
 void StringAdd(char** dst, const char* a, const char* b, const char* c, const char* d) {
-    const char* const parts[] = {*dst, a, b, c, d};
+    std::string_view parts[5];
+    int count = 0;
     size_t total = 0;
-    for (const char* part : parts) total += LengthOf(part);
+    for (const char* part : {static_cast<const char*>(*dst), a, b, c, d}) {
+        if (part == nullptr) continue;
+        parts[count] = part;
+        total += parts[count++].size();
+    }
     if (total == 0) return;
     char* text = new char[total + 1];
     char* end = text;
-    for (const char* part : parts) {
-        if (part == nullptr) continue;
-        const size_t length = strlen(part);
-        memcpy(end, part, length);
-        end += length;
-    }
+    for (int i = 0; i < count; ++i) end += parts[i].copy(end, parts[i].size());
     *end = '\0';
     Replace(dst, text);
 }
