@@ -9,14 +9,13 @@
 /// The errno of the call that has just failed: read when the object is made, and put back when it goes out of scope,
 /// whatever the log lines in between did to errno (the first one may load the time zone, a dead standard error fails
 /// every write).
-class KeptErrno {
-public:
-    KeptErrno() : number(errno) {}
+struct KeptErrno {
+    KeptErrno() = default;
     ~KeptErrno() { errno = number; }
     KeptErrno(const KeptErrno&) = delete;
     KeptErrno& operator=(const KeptErrno&) = delete;
 
-    const int number;
+    const int number = errno;
 };
 
 /// The forms in which the modules write a number and its text.

@@ -7,9 +7,26 @@
 
 #include "common/io/file.h"
 #include "common/log/error_is.h"
+#include "common/log/log_device.h"
 #include "common/log/logger.h"
 #include "common/process/process_control.h"
 #include "common/util/string_owned.h"
+
+namespace {
+
+class LogFile : public std::ofstream {
+public:
+    LogFile() { std::ios::rdbuf(&buffer_); }
+    bool Open(const char* path, std::ios::openmode mode, bool buffered) {
+        if (!buffered) buffer_.pubsetbuf(nullptr, 0);
+        return buffer_.open(path, mode) != nullptr;
+    }
+
+private:
+    LogBuffer<std::filebuf> buffer_;
+};
+
+}  // namespace
 
 struct Logger::Slot {
     std::ostream* Logger::*stream;
@@ -28,13 +45,18 @@ bool Logger::LeadsStandardError(const Slot& slot) const {
     return &slot == &kError && stream != &std::clog && std::clog.rdbuf() == stream->rdbuf();
 }
 
+void Logger::LeadStandardError() {
+    std::clog.rdbuf(errorStream_ == &std::clog ? stderrBuffer_ : errorStream_->rdbuf());
+    leader_ = this;
+}
+
 // Every change of a slot comes through here. std::clog goes along with the level stream, so that it never writes into
 // the buffer of a stream that is deleted later.
 void Logger::Put(const Slot& slot, std::ostream* stream) {
     std::ostream* const old = this->*slot.stream;
     const bool leads = LeadsStandardError(slot);
     this->*slot.stream = stream;
-    if (leads) std::clog.rdbuf(stream == &std::clog ? stderrBuffer_ : stream->rdbuf());
+    if (leads) LeadStandardError();
     if (old == &std::clog || old == stream) return;
     delete (this->*slot.retired);
     old->flush();
@@ -49,6 +71,7 @@ void Logger::Set(const Slot& slot, std::ostream* stream) {
 }
 
 void Logger::Reset(const Slot& slot) {
+    if (&slot == &kError && errorName_ != nullptr) std::clog.rdbuf(stderrBuffer_);
     Put(slot, &std::clog);
     StringReset(&(this->*slot.name));
 }
@@ -79,19 +102,17 @@ void Logger::Truncate(const Slot& slot, int limit) {
         return;
     }
     Put(slot, stream);
-    if (leads) std::clog.rdbuf(stream->rdbuf());
+    if (leads) LeadStandardError();
 }
 
 std::ostream* Logger::OpenFile(std::ios::openmode mode, const char* path) const {
     constexpr int kAttempts = 5;
     constexpr uint32_t kPause = 200;
     const mode_t mask = umask(077);
-    std::ofstream* file = nullptr;
+    LogFile* file = nullptr;
     for (int attempt = 0; attempt < kAttempts && file == nullptr; ++attempt) {
-        file = new std::ofstream;
-        if (buffered_ == 0) file->rdbuf()->pubsetbuf(nullptr, 0);
-        file->open(path, mode | std::ios::out);
-        if (!file->good()) {
+        file = new LogFile;
+        if (!file->Open(path, mode | std::ios::out, buffered_ != 0)) {
             delete file;
             file = nullptr;
             ProcessSleep(kPause);
@@ -106,7 +127,7 @@ void Logger::SetLogStream(std::ostream* stream) { Set(kLog, stream); }
 void Logger::SetErrorStream(std::ostream* stream) {
     if (stream == nullptr || redirect_ == 0) return;
     Set(kError, stream);
-    std::clog.rdbuf(stream == &std::clog ? stderrBuffer_ : stream->rdbuf());
+    LeadStandardError();
     std::clog << "Logger: Redirected the standard error to the stream.\n";
 }
 
@@ -123,7 +144,7 @@ void Logger::OpenLogFile(const char* dir, const char* name) { Open(kLog, dir, na
 void Logger::OpenErrorFile(const char* dir, const char* name) {
     if (redirect_ == 0) return;
     Open(kError, dir, name);
-    if (errorName_ != nullptr) std::clog.rdbuf(errorStream_->rdbuf());
+    if (errorName_ != nullptr) LeadStandardError();
     std::clog << "Logger: Redirected the standard error to '" << StringOrNil(errorName_) << "'.\n";
 }
 
@@ -147,6 +168,7 @@ void Logger::Abandon() {
 }
 
 Logger::~Logger() {
+    if (leader_ == this) leader_ = nullptr;
     for (const Slot* slot : {&kLog, &kError, &kAux}) Reset(*slot);
     for (const Slot* slot : {&kLog, &kError, &kAux}) {
         delete (this->*slot->retired);

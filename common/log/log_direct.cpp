@@ -12,6 +12,7 @@
 #include <iostream>
 
 #include "common/log/error_is.h"
+#include "common/log/log_device.h"
 #include "common/util/time_text.h"
 
 // The direct entries serve objects that are built before the Logger.
@@ -27,11 +28,28 @@ thread_local int threadId = 0;
 // stream is used until the process is gone.
 char lineBuffer[8192];
 
-void StartChild() {
+void ForgetIds() {
     processId.store(0, std::memory_order_relaxed);
     threadId = 0;
-    __fpurge(stderr);
 }
+
+// Here and not with the Logger: a program may have the prefix without it.
+[[gnu::constructor(101)]] void HandleForks() { pthread_atfork(nullptr, nullptr, ForgetIds); }
+
+void DropPendingText() { __fpurge(stderr); }
+
+// What is inserted into std::clog goes to the C library's stderr, piece by piece, as it does by default.
+class StandardError : public std::streambuf {
+protected:
+    std::streamsize xsputn(const char* text, std::streamsize count) override {
+        return static_cast<std::streamsize>(fwrite(text, 1, static_cast<size_t>(count), stderr));
+    }
+    int overflow(int character) override {
+        if (character == traits_type::eof()) return sync() == 0 ? traits_type::not_eof(character) : character;
+        return putc(character, stderr);
+    }
+    int sync() override { return fflush(stderr); }
+};
 
 char* Number(char* text, int value) {
     text = std::to_chars(text, text + 16, value).ptr;
@@ -44,7 +62,10 @@ char* Number(char* text, int value) {
 void LogDirectBufferLines() {
     [[maybe_unused]] static const bool done = [] {
         setvbuf(stderr, lineBuffer, _IOLBF, sizeof lineBuffer);
-        return pthread_atfork(nullptr, nullptr, StartChild) == 0;
+        // Never destroyed: std::clog is flushed when everything else is gone. One that leads elsewhere is left alone.
+        static auto& watched = *new LogBuffer<StandardError>;
+        if (std::clog.rdbuf() == std::cerr.rdbuf()) std::clog.rdbuf(&watched);
+        return pthread_atfork(nullptr, nullptr, DropPendingText) == 0;
     }();
 }
 
@@ -74,12 +95,12 @@ std::ostream& LogDirectPrefix() {
     const KeptErrno kept;
     char prefix[kLogPrefixSize];
     const int length = LogPrefix(prefix, sizeof prefix);
-    return std::clog.flush().write(prefix, length);
+    return LogBegin(std::clog, prefix, length);
 }
 
 std::ostream& LogDirectContinue() {
     const KeptErrno kept;
-    return std::clog.flush();
+    return LogFlushed(std::clog);
 }
 
 std::ostream& LogDirectError() {

@@ -1,10 +1,14 @@
 #include "common/log/logger.h"
 
+#include <pthread.h>
+
 #include <atomic>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 
 #include "common/log/error_is.h"
+#include "common/log/log_device.h"
 #include "common/log/log_direct.h"
 
 namespace {
@@ -28,16 +32,25 @@ private:
     const bool held_;
 };
 
+// No process is copied while another thread holds the mutex, for that thread isn't in the copy: the child would wait
+// for it for ever. A recursive mutex can't be unlocked in the child, where the thread has another id; it gets a new
+// one.
 struct MutexLife {
-    MutexLife() { mutexLives = true; }
+    MutexLife() {
+        mutexLives = true;
+        pthread_atfork(
+            [] {
+                if (mutexLives) Logger::mutex_.Lock();
+            },
+            [] {
+                if (mutexLives) Logger::mutex_.Unlock();
+            },
+            [] {
+                if (mutexLives) Logger::mutex_.Reset();
+            });
+    }
     ~MutexLife() { mutexLives = false; }
 };
-
-// Asked once, before anybody can have redirected std::clog: a Logger built later must not take a file's buffer for it.
-std::streambuf* StandardErrorBuffer() {
-    static std::streambuf* const buffer = std::clog.rdbuf();
-    return buffer;
-}
 
 // Written only where it differs: another thread may be inserting its text, which reads the flags.
 void SetDecimal(std::ostream& out) {
@@ -69,8 +82,15 @@ Logger::Logger()
       mode_(1),
       showTags_(1),
       buffered_(1),
-      locked_(1) {
+      locked_(1) {}
+
+const Logger* Logger::leader_ = nullptr;
+
+// While a Logger has bound std::clog to a stream of its own, the buffer of that stream is no place to go back to.
+std::streambuf* Logger::StandardErrorBuffer() {
     LogDirectBufferLines();
+    const bool bound = leader_ != nullptr && leader_->LeadsStandardError(kError);
+    return bound ? leader_->stderrBuffer_ : std::clog.rdbuf();
 }
 
 std::ostream& Logger::Log() {
@@ -79,8 +99,7 @@ std::ostream& Logger::Log() {
     char prefix[kLogPrefixSize];
     const int length = LogPrefix(prefix, sizeof prefix);  // before the lock: the time is not that of a wait's end
     const LogLock lock(locked_ == 1);
-    std::ostream& out = Chosen();
-    out.flush().write(prefix, length);
+    std::ostream& out = LogBegin(Chosen(), prefix, length);
     SetDecimal(out);
     return out;
 }
@@ -89,7 +108,7 @@ std::ostream& Logger::Level(const char* word) {
     if (mode_ == 0) return *nullStream_;
     const KeptErrno kept;
     const LogLock lock;
-    return errorStream_->flush() << word;
+    return LogBegin(*errorStream_, word, static_cast<std::streamsize>(strlen(word)));
 }
 
 std::ostream& Logger::Session() { return Level("Session: "); }
@@ -106,7 +125,7 @@ std::ostream& Logger::Continue() {
     if (mode_ == 0) return *nullStream_;
     const KeptErrno kept;
     const LogLock lock;
-    return Chosen().flush();
+    return LogFlushed(Chosen());
 }
 
 std::ostream& Logger::Tagged(const char* tag) {
@@ -120,6 +139,22 @@ void Logger::Flush() {
     const LogLock lock;
     for (std::ostream* out : {&Chosen(), errorStream_}) {
         SetDecimal(*out);
-        out->flush();
+        LogFlushed(*out);
     }
 }
+
+std::ostream& Log() { return logger_.Log(); }
+
+std::ostream& LogSession() { return logger_.Session(); }
+
+std::ostream& LogError() { return logger_.Error(); }
+
+std::ostream& LogWarning() { return logger_.Warning(); }
+
+std::ostream& LogInfo() { return logger_.Info(); }
+
+std::ostream& LogPlain() { return logger_.Plain(); }
+
+std::ostream& LogContinue() { return logger_.Continue(); }
+
+void LogFlush() { logger_.Flush(); }

@@ -111,8 +111,12 @@ private:
     struct Slot;
     static const Slot kLog, kError, kAux;
 
+    static const Logger* leader_;  // the one that bound std::clog to its level stream last, and lives
+
+    static std::streambuf* StandardErrorBuffer();
     std::ostream& Chosen() const { return mode_ == 1 ? *logStream_ : *nullStream_; }
     std::ostream& Level(const char* word);
+    void LeadStandardError();
     bool LeadsStandardError(const Slot& slot) const;
     void Put(const Slot& slot, std::ostream* stream);
     void Set(const Slot& slot, std::ostream* stream);
@@ -126,11 +130,11 @@ private:
 extern Logger logger_;
 
 /// The same entries on logger_.
-inline std::ostream& Log() { return logger_.Log(); }
-inline std::ostream& LogSession() { return logger_.Session(); }
-inline std::ostream& LogError() { return logger_.Error(); }
-inline std::ostream& LogWarning() { return logger_.Warning(); }
-inline std::ostream& LogInfo() { return logger_.Info(); }
-inline std::ostream& LogPlain() { return logger_.Plain(); }
-inline std::ostream& LogContinue() { return logger_.Continue(); }
-inline void LogFlush() { logger_.Flush(); }
+std::ostream& Log();
+std::ostream& LogSession();
+std::ostream& LogError();
+std::ostream& LogWarning();
+std::ostream& LogInfo();
+std::ostream& LogPlain();
+std::ostream& LogContinue();
+void LogFlush();

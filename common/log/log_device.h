@@ -1,0 +1,79 @@
+// The buffers behind the streams that the log opens itself. They know when a write failed, or was cut off because its
+// thread was cancelled: either leaves the stream bad, as a null text does, but passes, while a null text is the
+// caller's doing and stays. For this folder only.
+#pragma once
+#include <atomic>
+#include <ostream>
+#include <streambuf>
+
+class LogDevice {
+public:
+    virtual ~LogDevice() = default;
+
+    /// Whether a write has failed, or was cut off, since the last call.
+    bool TakeFailure() { return failed_.exchange(false, std::memory_order_relaxed); }
+
+protected:
+    /// An operation on the device. One that doesn't come to its end has failed: a cancelled thread leaves it by way of
+    /// the destructor.
+    class Attempt {
+    public:
+        explicit Attempt(LogDevice& device) : device_(device) {}
+        ~Attempt() {
+            if (!done_) device_.failed_.store(true, std::memory_order_relaxed);
+        }
+        Attempt(const Attempt&) = delete;
+        Attempt& operator=(const Attempt&) = delete;
+        void Succeed() { done_ = true; }
+
+    private:
+        LogDevice& device_;
+        bool done_ = false;
+    };
+
+private:
+    std::atomic<bool> failed_{false};
+};
+
+/// A buffer of some kind whose operations are watched.
+template <class Buffer>
+class LogBuffer : public Buffer, public LogDevice {
+protected:
+    std::streamsize xsputn(const char* text, std::streamsize count) override {
+        Attempt attempt(*this);
+        const std::streamsize written = Buffer::xsputn(text, count);
+        if (written == count) attempt.Succeed();
+        return written;
+    }
+
+    int overflow(int character) override {
+        Attempt attempt(*this);
+        const int result = Buffer::overflow(character);
+        if (result != std::char_traits<char>::eof()) attempt.Succeed();
+        return result;
+    }
+
+    int sync() override {
+        Attempt attempt(*this);
+        const int result = Buffer::sync();
+        if (result == 0) attempt.Succeed();
+        return result;
+    }
+};
+
+/// Writes out what waits in a stream. One that its device left bad serves again; any other that is bad stays so.
+inline std::ostream& LogFlushed(std::ostream& out) {
+    if (!out.good()) {
+        auto* device = dynamic_cast<LogDevice*>(out.rdbuf());
+        if (device != nullptr && device->TakeFailure()) out.clear();
+    }
+    return out.flush();
+}
+
+/// Begins a line: LogFlushed, then the text, which a field width that somebody left behind doesn't pad. Neither does it
+/// pad what follows.
+inline std::ostream& LogBegin(std::ostream& out, const char* text, std::streamsize length) {
+    LogFlushed(out);
+    if (out.width() != 0) out.width(0);
+    return out.write(text, length);
+}
