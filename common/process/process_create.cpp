@@ -34,22 +34,21 @@ void PlaceStandardStreams(int input, int output, int error) {
     }
 }
 
-[[noreturn]] void RunChild(const char* const* parameters, const char* const* environment, int level, int keepIds) {
-    if (keepIds == 0) {
-        ProcessSetGroupId(ProcessGetGroupId());
-        ProcessSetUserId(ProcessGetUserId());
-    }
-    ProcessSetPriority(level);
-    ProcessExec(parameters[0], parameters + 1, environment);
-    const int error = errno;
-    logger_.Abandon();  // exit runs the Logger's destructor, which would write the parent's text a second time
-    ProcessExit(error);
+void UseRealIds() {
+    ProcessSetGroupId(ProcessGetGroupId());
+    ProcessSetUserId(ProcessGetUserId());
 }
 
 }  // namespace
 
-int ProcessCreate([[maybe_unused]] const char* command, const char* const* parameters, const char* const* environment,
-                  int input, int output, int error, int level, int keepIds) {
+int ProcessCreate(const char* command, const char* const* parameters, const char* const* environment, int input,
+                  int output, int error, int level, int keepIds) {
+    return ProcessCreateReporting(command, parameters, environment, input, output, error, level, keepIds, -1);
+}
+
+int ProcessCreateReporting([[maybe_unused]] const char* command, const char* const* parameters,
+                           const char* const* environment, int input, int output, int error, int level, int keepIds,
+                           int report) {
     if (parameters[0] == nullptr || parameters[1] == nullptr) {
         Log() << "Process: WARNING! Invalid number of parameters in process creation.\n";
         errno = EINVAL;
@@ -59,8 +58,16 @@ int ProcessCreate([[maybe_unused]] const char* command, const char* const* param
     if (pid == -1) return Failed("WARNING", ErrorForm::TextQuoted, "Function fork() failed");
     if (pid != 0) return pid;
     logger_.mode_ = 0;
+    if (keepIds == 0) UseRealIds();
     PlaceStandardStreams(input, output, error);
-    RunChild(parameters, environment, level, keepIds);
+    ProcessSetPriority(level);
+    ProcessExec(parameters[0], parameters + 1, environment);
+    const int failed = errno;
+    if (report != -1) {
+        while (write(report, &failed, sizeof failed) == -1 && errno == EINTR) continue;
+    }
+    logger_.Abandon();  // exit runs the Logger's destructor, which would write the parent's text a second time
+    ProcessExit(failed);
 }
 
 int ProcessFork() {
@@ -71,11 +78,7 @@ int ProcessFork() {
     do {
         pid = fork();
     } while (pid == -1 && errno == EINTR);
-    if (pid == 0) {
-        Logger::mutex_.Reset();
-    } else {
-        Logger::mutex_.Unlock();
-    }
+    if (pid != 0) Logger::mutex_.Unlock();  // the child's is a fresh one
     return pid;
 }
 
