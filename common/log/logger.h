@@ -5,7 +5,10 @@
 //
 // Ordinary lines (Log) begin with a time stamp, level lines (Error, Warning, Info, Session) with a word. Both go to the
 // standard error unless the application redirects them. No entry reports a failure or changes errno. A null text puts
-// the stream into its failed state, as it does with every std::ostream: write "nil" instead (StringOrNil).
+// the stream into its failed state, as it does with every std::ostream, and all later lines on it are lost: write "nil"
+// instead (StringOrNil). A write that fails, and a thread that is cancelled within a line, cost that line alone, where
+// the stream is the standard error or a file that the Logger opened: the next entry finds it out and goes on. A stream
+// of the caller's own stays as that left it.
 //
 // Threads: the start of a line is written under Logger::mutex_, the caller's text isn't; texts of two threads can
 // interleave. The members that set, open, truncate and reset a destination take no lock: no other thread may start a
@@ -35,7 +38,7 @@ public:
     char* auxName_;
 
     std::ostream* nullStream_;      ///< what is written here is lost
-    std::streambuf* stderrBuffer_;  ///< the standard error's own buffer
+    std::streambuf* stderrBuffer_;  ///< the standard error's own buffer, when the Logger was built
 
     /// 0 at first: SetLogStream, SetErrorStream, OpenLogFile and OpenErrorFile do nothing until the application sets
     /// this field to 1.

@@ -24,14 +24,14 @@ int ProcessCreate(const char* command, const char* const* parameters, const char
 
 /// ProcessCreate, and word of whether the program was executed: report is a descriptor (the writing end of a pipe, say,
 /// above 2 and close-on-exec) into which the child writes the error number, an int in the machine's order, when its
-/// program can't be executed; execution closes it. Whoever reads at the other end, once its own copy of report is closed
-/// too, gets the number, or the end of the file as soon as the program runs. -1 stands for none.
+/// program can't be executed; execution closes it. Whoever reads at the other end, with no copy of report open any
+/// more, gets the number, or the end of the file as soon as the program runs. -1 stands for none.
 int ProcessCreateReporting(const char* command, const char* const* parameters, const char* const* environment,
                            int input, int output, int error, int level, int keepIds, int report);
 
 /// fork(2) while no other thread is writing the start of a log line: the child's id in the parent, 0 in the child,
 /// silently -1 with errno. A fork that a signal interrupted is repeated. What waits in the log is written out before.
-/// Locks of other kinds that other threads hold stay locked in the child.
+/// The log is usable in the child, after a plain fork(2) too; locks of other kinds that other threads hold stay locked.
 int ProcessFork();
 
 /// execve(2) with an environment, execvp(3) without. Returns only on failure: -1 with errno (EFAULT for a null file)

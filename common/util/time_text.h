@@ -1,5 +1,6 @@
-// Clock texts in the local time zone, and clock readings. Stateless; any thread may call. errno means nothing after a
-// text (the first may load the time zone); a time that no calendar year of an int holds has no meaningful text.
+// Clock texts in the local time zone, and clock readings. Any thread may call, and a child of fork(2). errno means
+// nothing after a text (the first may load the time zone); a time that no calendar year of an int holds has no
+// meaningful text.
 #pragma once
 #include <sys/time.h>
 #include <time.h>
