@@ -19,6 +19,7 @@ option(QVPOST_STATIC "Link qvpost fully static" ${static_default})
 add_library(qvpost_warnings INTERFACE)
 target_compile_options(qvpost_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor -Wundef
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
   $<$<BOOL:${QVPOST_WERROR}>:-Werror>)
 target_include_directories(qvpost_warnings INTERFACE ${PROJECT_SOURCE_DIR})
 

@@ -8,30 +8,55 @@
 #include "common/process/process_create.h"
 #include "post/run_log.h"
 
+// Behind each failure stands the line that it makes.
 const ChildKind kServerStop{.starting = "Stopping server",
                             .waiting = "server",
                             .subject = "Server",
                             .showsVector = false,
                             .action = "shutdown",
-                            .failures = {{"stop server", "AA"}, {"wait for server", "AB"}, {"server", "AC"}}};
+                            .failures = {{"stop server", "AA"},      // Can't stop server '…' in context [AA].
+                                         {"wait for server", "AB"},  // Can't wait for server '…' in context [AB].
+                                         {"server", "AC"}}};  // Failure reported by server '…' in context [AC].
+
 const ChildKind kServerStart{.starting = "Starting server",
                              .waiting = "server",
                              .subject = "Server",
                              .showsVector = false,
                              .action = "startup",
-                             .failures = {{"start server", "AJ"}, {"wait for server", "AK"}, {"server", "AL"}}};
+                             .failures = {{"start server", "AJ"},     // Can't start server '…' in context [AJ].
+                                          {"wait for server", "AK"},  // Can't wait for server '…' in context [AK].
+                                          {"server", "AL"}}};  // Failure reported by server '…' in context [AL].
+
 const ChildKind kSetupScript{.starting = "Starting server script",
                              .waiting = "server script",
                              .subject = "Server",
                              .showsVector = false,
                              .action = "update",
-                             .failures = {{"update server", "BJ"}, {"wait for server", "BK"}, {"server", "BL"}}};
-const ChildKind kClient{.starting = "Starting client",
-                        .waiting = "client",
-                        .subject = "Client",
-                        .showsVector = true,
-                        .action = nullptr,
-                        .failures = {{"start client", "AM"}, {"wait for client", "AN"}, {"complete update in", "AO"}}};
+                             .failures = {{"update server", "BJ"},    // Can't update server '…' in context [BJ].
+                                          {"wait for server", "BK"},  // Can't wait for server '…' in context [BK].
+                                          {"server", "BL"}}};  // Failure reported by server '…' in context [BL].
+
+const ChildKind kProgressClient{
+    .starting = "Starting client",
+    .waiting = "client",
+    .subject = "Client",
+    .showsVector = true,
+    .action = nullptr,
+    .failures = {{"start client", "AM"},          // Can't start client '…' in context [AM].
+                 {"wait for client", "AN"},       // Can't wait for client '…' in context [AN].
+                 {"complete update in", "AO"}}};  // Failure reported by complete update in '…' in context [AO].
+
+// Its failures have no "in" before "context".
+const ChildKind kOutcomeClient{
+    .starting = "Starting client",
+    .waiting = "client",
+    .subject = "Client",
+    .showsVector = true,
+    .action = nullptr,
+    .failures = {{"start client", "AM"},          // Can't start client '…' context [AM].
+                 {"wait for client", "AN"},       // Can't wait for client '…' context [AN].
+                 {"complete update in", "AO"}}};  // Can't complete update in '…' context [AO].
+
 namespace {
 
 // In one piece, so that the line doesn't tear between two processes that share the standard error.

@@ -48,7 +48,8 @@ struct ChildKind {
     FailureWords failures[3];  ///< in the order of ChildEnd
 };
 
-extern const ChildKind kServerStop, kServerStart, kSetupScript, kClient;
+/// The client is started in two ways: beside the update, and at its end to be told the outcome.
+extern const ChildKind kServerStop, kServerStart, kSetupScript, kProgressClient, kOutcomeClient;
 
 /// Starts a child: its pid, or -1 with errno.
 int PostMainStartChild(const ChildKind& kind, const ChildVector& vector);

@@ -24,10 +24,7 @@ constexpr TextOption kTextOptions[] = {{'c', &PostData::client, "Using client pr
                                        {'s', &PostData::server, "Using server program"},
                                        {'v', &PostData::version, "Using post update version"}};
 
-[[noreturn]] void Fail() {
-    PostMainRecordFailure("init", EINVAL);
-    PostMainExit();
-}
+[[noreturn]] void Fail() { PostMainExitFailed("init", EINVAL); }
 
 const char* CheckedValue(char letter) {
     if (OptionCheckValue(BSDoptarg, 0) != 1) PostMainBadOption(letter, BSDoptarg);

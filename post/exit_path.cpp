@@ -1,13 +1,10 @@
 #include "post/exit_path.h"
 
-#include <unistd.h>
-
-#include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
 #include "common/process/process_control.h"
-#include "common/process/thread.h"
 #include "common/util/string_owned.h"
 #include "post/interrupts.h"
 #include "post/post_data.h"
@@ -19,41 +16,29 @@ namespace {
 
 constexpr char kDefaultAction[] = "update";
 
-std::atomic<int> owner{0};  // the thread id of the one that takes the exit path
-std::atomic<bool> mainRests{false};
-bool succeeded = false;  // of the main thread: the run's outcome is settled, whatever its client does from now on
-
-bool OnMainThread() { return gettid() == getpid(); }
-
-// Claims the exit path; false when the other thread has.
-bool Claim() {
-    const int self = gettid();
-    int other = 0;
-    return owner.compare_exchange_strong(other, self) || other == self;
+bool ProgressClientStarted() {
+    const MutexScope scope(progressData_.mutex);
+    return progressData_.clientPid != -1;
 }
 
-// exit destroys static objects meanwhile: nothing is waited on here that it could destroy.
-[[noreturn]] void Rest() {
-    mainRests = true;
-    mainRests.notify_all();
-    for (;;) pause();
+// The report of the failure that was recorded last, between two pieces of its words.
+void Report(const char* opening, const char* what, const char* name, const char* joint, const char* code)
+    QV_GIVES_BACK(outcome_.mutex_) {
+    LogFailure(outcome_.Failing(), opening, what, " '", StringOrNil(name), "'", joint, "context [", code, "]");
+    outcome_.Reported();
 }
 
-void TakeExitPath() {
-    const bool onMain = OnMainThread();
-    if (!Claim()) {
-        if (onMain) Rest();
-        ThreadExit(nullptr);
-    }
-    if (!onMain) mainRests.wait(false);
-}
+// Where a dialogue of the operating system will be shown; for now a log line.
+void PostMainShowDialog() { Line() << "PostMain: WARNING! Should now display an operating system dialog.\n"; }
 
-// In one step, so that the first context in the log is that of the failure that decides.
-void RecordAndReport(const char* opening, const char* what, const char* name, const char* joint, const char* code,
-                     const char* action, int error) {
-    const MutexScope scope(Logger::mutex_);
-    PostMainRecordFailure(action, error);
-    LogFailure(error, opening, what, " '", StringOrNil(name), "'", joint, "context [", code, "]");
+// The failure of the client that the exit path itself started.
+[[noreturn]] void PostMainClientFailure(const char* what, const char* name, const char* code)
+    QV_GIVES_BACK(outcome_.mutex_) {
+    Report("Can't ", what, name, " ", code);
+    PostMainRollBack();
+    PostMainShowDialog();
+    PostMainFreeUpdates();
+    ProcessExit(postData_.error);
 }
 
 // The arguments that tell a client the outcome. errorText must hold 8 bytes and live as long as the vector.
@@ -73,31 +58,29 @@ ChildVector OutcomeVector(int error, char* errorText) {
 
 [[noreturn]] void TellClient(int error) {
     char errorText[8];
-    const ChildOutcome outcome = PostMainRunChild(kClient, OutcomeVector(error, errorText));
+    const ChildKind& kind = kOutcomeClient;
+    const ChildOutcome outcome = PostMainRunChild(kind, OutcomeVector(error, errorText));
     if (outcome.error == 0) {
         PostMainFreeUpdates();
         ProcessExit(postData_.error);
     }
-    const FailureWords& words = kClient.failures[outcome.end];
-    PostMainClientFailure(words.what, postData_.client, words.code, kClient.action, outcome.error);
+    outcome_.Fail(kind.action, outcome.error);
+    const FailureWords& words = kind.failures[outcome.end];
+    PostMainClientFailure(words.what, postData_.client, words.code);
 }
 
 }  // namespace
 
 void PostMainExit() {
-    TakeExitPath();
-    bool clientRuns;
-    {
-        const MutexScope scope(progressData_.mutex);
-        clientRuns = progressData_.clientPid != -1;
-    }
+    outcome_.EndRun();
+    const bool clientRuns = ProgressClientStarted();
     // Up to the join the progress thread may record its client's failure. Each decision is made on one value.
-    int error = succeeded ? 0 : postData_.error.load();
+    int error = outcome_.Error();
     if (error != 0) {
         if (clientRuns) PostMainWriteProgress(-abs(error));
         if (progressData_.thread != ProgressData::kNone) {
             PostMainJoinProgress();
-            error = postData_.error;
+            error = outcome_.Error();
         }
         PostMainRollBack();
     }
@@ -110,50 +93,39 @@ void PostMainExit() {
     TellClient(error);
 }
 
-void PostMainRecordFailure(const char* action, int error) {
-    if (!Claim() && OnMainThread()) return;
-    if (action != nullptr) StringSet(&postData_.action, action);
-    postData_.error = error;
-}
-
-void PostMainReportFailure(const char* what, const char* name, const char* code, const char* action, int error) {
-    RecordAndReport("Can't ", what, name, " in ", code, action, error);
+void PostMainExitFailed(const char* action, int error) {
+    outcome_.Fail(action, error);
+    outcome_.Reported();
     PostMainExit();
 }
 
-void PostMainReportChildFailure(const char* what, const char* name, const char* code, const char* action, int error) {
-    RecordAndReport("Failure reported by ", what, name, " in ", code, action, error);
+void PostMainReportFailure(const char* what, const char* name, const char* code) {
+    Report("Can't ", what, name, " in ", code);
     PostMainExit();
 }
 
-void PostMainClientFailure(const char* what, const char* name, const char* code, const char* action, int error) {
-    RecordAndReport("Can't ", what, name, " ", code, action, error);
-    PostMainRollBack();
-    PostMainShowDialog();
-    PostMainFreeUpdates();
-    ProcessExit(postData_.error);
+void PostMainReportChildFailure(const char* what, const char* name, const char* code) {
+    Report("Failure reported by ", what, name, " in ", code);
+    PostMainExit();
 }
 
-void PostMainJudgeChild(const ChildKind& kind, const char* name, const ChildOutcome& outcome) {
+void PostMainReportChild(const ChildKind& kind, const char* name, ChildEnd end) {
+    const FailureWords& words = kind.failures[end];
+    if (end == Exited) PostMainReportChildFailure(words.what, name, words.code);
+    PostMainReportFailure(words.what, name, words.code);
+}
+
+void PostMainExitIfFailed(const ChildKind& kind, const char* name, const ChildOutcome& outcome) {
     if (outcome.error == 0) return;
-    const FailureWords& words = kind.failures[outcome.end];
-    const auto report = outcome.end == Exited ? PostMainReportChildFailure : PostMainReportFailure;
-    report(words.what, name, words.code, kind.action, outcome.error);
+    outcome_.Fail(kind.action, outcome.error);
+    PostMainReportChild(kind, name, outcome.end);
 }
 
-void PostMainShowDialog() { Line() << "PostMain: WARNING! Should now display an operating system dialog.\n"; }
-
-void PostMainClaimExit() {
-    if (!Claim()) Rest();
-    succeeded = true;
-}
-
-void PostMainBoundary() {
-    if (owner != 0) Rest();
+void PostMainExitIfAsked() {
+    outcome_.RestIfTaken();
     if (PostMainInterruption() == 0) return;
-    {
-        const MutexScope scope(Logger::mutex_);
-        PostMainRecordFailure(kDefaultAction, PostMainReportInterruption());
-    }
+    outcome_.Fail(kDefaultAction, EINTR);
+    PostMainReportInterruption();
+    outcome_.Reported();
     PostMainExit();
 }

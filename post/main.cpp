@@ -23,23 +23,21 @@ void OccupyStandardStreams() {
     }
 }
 
-void StartProgress() {
-    PostMainStartProgress();
-    PostMainWriteProgress(1);
-    PostMainWriteProgress(33);
-}
+// From here on the update stands, whatever asks for its end or becomes of its client.
+void SettleSuccess() { outcome_.SettleSuccess(); }
 
-void RunSetupScript() {
-    PostMainRunSetupScript();
-    PostMainBoundary();
-    PostMainWriteProgress(66);
-}
+struct Phase {
+    void (*run)();
+    void (*then)();  // whether the run goes on; neither returns otherwise
+    int told[2];     // the values that the client is told after it, 0 for none
+};
 
-void StartServer() {
-    PostMainStartServer();
-    PostMainClaimExit();
-    PostMainWriteProgress(100);
-}
+constexpr Phase kPhases[] = {
+    {PostMainFindServer, PostMainExitIfAsked, {}},         {PostMainWaitForUpdater, PostMainExitIfAsked, {}},
+    {PostMainStopServer, PostMainExitIfAsked, {}},         {PostMainUpdateFiles, PostMainExitIfAsked, {}},
+    {PostMainStartProgress, PostMainExitIfAsked, {1, 33}}, {PostMainRunSetupScript, PostMainExitIfAsked, {66}},
+    {PostMainStartServer, SettleSuccess, {100}},
+};
 
 }  // namespace
 
@@ -49,10 +47,13 @@ int main(int argc, char** argv) {
     Line() << "PostMain: Starting post application.\n";
     PostMainSetStartValues();
     PostMainReadOptions(argc, argv);
-    for (const auto phase : {PostMainFindServer, PostMainWaitForUpdater, PostMainStopServer, PostMainUpdateFiles,
-                             StartProgress, RunSetupScript, StartServer}) {
-        PostMainBoundary();
-        phase();
+    PostMainExitIfAsked();
+    for (const Phase& phase : kPhases) {
+        phase.run();
+        phase.then();
+        for (const int value : phase.told) {
+            if (value != 0) PostMainWriteProgress(value);
+        }
     }
     PostMainExit();
 }

@@ -41,7 +41,7 @@ void RunServer(const ChildKind& kind, const char* argument, const char* noServer
     }
     ChildVector vector(server);
     vector.Add(argument);
-    PostMainJudgeChild(kind, server, PostMainRunChild(kind, vector));
+    PostMainExitIfFailed(kind, server, PostMainRunChild(kind, vector));
 }
 
 }  // namespace
@@ -64,7 +64,7 @@ void PostMainWaitForUpdater() {
     Line() << "PostMain: ACTION! Waiting for pid '" << pid << "' to continue.\n";
     // A probe of 0 would answer for the own process group, for ever.
     while (pid != 0 && ProcessIsRunning(pid) == 1) {
-        PostMainBoundary();
+        PostMainExitIfAsked();
         ProcessSleep(kPoll);
         Line() << "PostMain: Still waiting for pid '" << pid << "' to continue.\n";
     }
@@ -77,9 +77,7 @@ void PostMainStartServer() { RunServer(kServerStart, "--startup", "PostMain: No 
 
 void PostMainUpdateFiles() {
     const int error = PostMainReplaceFiles();
-    if (error == 0) return;
-    PostMainRecordFailure("update", error);
-    PostMainExit();
+    if (error != 0) PostMainExitFailed("update", error);
 }
 
 void PostMainRunSetupScript() {
@@ -92,5 +90,5 @@ void PostMainRunSetupScript() {
     }
     ChildVector vector(path.Get());
     vector.Add("--update", "--auto");
-    PostMainJudgeChild(kSetupScript, path.Get(), PostMainRunChild(kSetupScript, vector));
+    PostMainExitIfFailed(kSetupScript, path.Get(), PostMainRunChild(kSetupScript, vector));
 }

@@ -9,9 +9,10 @@
 #include "common/util/mutex.h"
 #include "post/update_line.h"
 
-/// What the run was asked to do and how far it got. The texts are owned strings. The main thread writes it; the
-/// progress thread reads it, and writes error. When the progress thread takes the exit path it waits until the main
-/// thread rests, and works on the record alone from then on.
+/// What the run was asked to do and how far it got. The texts are owned strings. It belongs to the main thread, except:
+/// - error and action are written by Outcome::Fail (outcome.h) under its guard, on either thread;
+/// - the progress thread reads client, startup and interactive before it lets the main thread go on;
+/// - a progress thread that ends the run owns all of it, from when the main thread rests.
 struct PostData {
     char* client;                      ///< -c
     char* server;                      ///< -s, or found under QV_SYSTEM
@@ -30,7 +31,8 @@ static_assert(sizeof(std::atomic<int32_t>) == sizeof(int32_t));
 
 /// The progress channel to the client.
 struct ProgressData {
-    int32_t clientPid = -1;             ///< -1 until the progress client was started; kept after its end
+    /// -1 until the progress client was started; kept after its end.
+    int32_t clientPid QV_GUARDED_BY(mutex) = -1;
     int32_t descriptors[2] = {-1, -1};  ///< the client's end, the application's end
     pthread_t thread = kNone;           ///< the handle to join, kNone when there is nothing to join
     pthread_t threadId = 0;             ///< its number in log lines

@@ -64,7 +64,7 @@ void* PostMainProgressThread(void* /*argument*/) {
     char descriptorText[8];
     snprintf(descriptorText, sizeof descriptorText, "%d", progressData_.descriptors[0]);
     const ChildVector vector = ProgressVector(client.c_str(), descriptorText);
-    const int pid = PostMainStartChild(kClient, vector);
+    const int pid = PostMainStartChild(kProgressClient, vector);
     const int error = errno;
     progressData_.clientPid = pid;
     progressData_.mutex.Unlock();
@@ -73,10 +73,13 @@ void* PostMainProgressThread(void* /*argument*/) {
         close(progressData_.descriptors[0]);
         progressData_.descriptors[0] = -1;
     }
-    // Before the main thread goes on: it must not succeed without the client that could not be started.
-    if (pid < 0) PostMainRecordFailure(kClient.action, error);
+    const ChildKind& kind = kProgressClient;
+    if (pid < 0) {
+        outcome_.Fail(kind.action, error);
+        clientTried.count_down();  // it must not succeed without the client that could not be started
+        PostMainReportChild(kind, client.c_str(), NotStarted);
+    }
     clientTried.count_down();
-    const ChildOutcome outcome = pid < 0 ? ChildOutcome{NotStarted, error} : PostMainWaitChild(kClient, vector, pid);
-    PostMainJudgeChild(kClient, client.c_str(), outcome);
+    PostMainExitIfFailed(kind, client.c_str(), PostMainWaitChild(kind, vector, pid));
     return nullptr;
 }

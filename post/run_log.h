@@ -23,10 +23,11 @@ private:
 /// How the lines of the application write an error: Error is 2, 'No such file or directory'
 inline ErrorIs RunErrorIs(int error) { return {error, ErrorForm::CommaQuoted}; }
 
-/// A failure in two level lines, what happened and why: "<words>." and the error. Returns the error, for the caller to
-/// pass on.
+/// A failure in two level lines that stay together, what happened and why: "<words>." and the error. Returns the error,
+/// for the caller to pass on.
 template <class... Words>
 int LogFailure(int error, const Words&... words) {
+    const MutexScope together(Logger::mutex_);
     (Line(LogError) << ... << words) << ".\n";
     Line(LogError) << RunErrorIs(error) << ".\n";
     return error;

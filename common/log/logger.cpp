@@ -17,19 +17,31 @@ namespace {
 // initialised flag can be asked at any time.
 std::atomic<bool> mutexLives{false};
 
+void LockIfAlive() QV_UNCHECKED {
+    if (mutexLives.load(std::memory_order_relaxed)) Logger::mutex_.Lock();
+}
+
+void UnlockIfAlive() QV_UNCHECKED {
+    if (mutexLives.load(std::memory_order_relaxed)) Logger::mutex_.Unlock();
+}
+
+void ResetIfAlive() {
+    if (mutexLives.load(std::memory_order_relaxed)) Logger::mutex_.Reset();
+}
+
 class LogLock {
 public:
-    explicit LogLock(bool wanted = true) : held_(wanted && mutexLives.load(std::memory_order_relaxed)) {
-        if (held_) Logger::mutex_.Lock();
+    explicit LogLock(bool wanted = true) : wanted_(wanted) {
+        if (wanted_) LockIfAlive();
     }
     ~LogLock() {
-        if (held_) Logger::mutex_.Unlock();
+        if (wanted_) UnlockIfAlive();
     }
     LogLock(const LogLock&) = delete;
     LogLock& operator=(const LogLock&) = delete;
 
 private:
-    const bool held_;
+    const bool wanted_;
 };
 
 // No process is copied while another thread holds the mutex, for that thread isn't in the copy: the child would wait
@@ -38,16 +50,7 @@ private:
 struct MutexLife {
     MutexLife() {
         mutexLives = true;
-        pthread_atfork(
-            [] {
-                if (mutexLives) Logger::mutex_.Lock();
-            },
-            [] {
-                if (mutexLives) Logger::mutex_.Unlock();
-            },
-            [] {
-                if (mutexLives) Logger::mutex_.Reset();
-            });
+        pthread_atfork(LockIfAlive, UnlockIfAlive, ResetIfAlive);
     }
     ~MutexLife() { mutexLives = false; }
 };

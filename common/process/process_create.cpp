@@ -70,7 +70,7 @@ int ProcessCreateReporting([[maybe_unused]] const char* command, const char* con
     ProcessExit(failed);
 }
 
-int ProcessFork() {
+int ProcessFork() QV_UNCHECKED {
     Logger::mutex_.Lock();
     // What waits in a log file's buffer would be written by both processes.
     for (std::ostream* out : {logger_.logStream_, logger_.errorStream_}) out->flush();

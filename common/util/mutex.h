@@ -3,7 +3,9 @@
 #pragma once
 #include <pthread.h>
 
-class Mutex {
+#include "common/util/guarded.h"
+
+class QV_GUARD("mutex") Mutex {
 public:
     /// Logs when the mutex can't be initialised; the object then holds what the failed call left.
     Mutex();
@@ -12,8 +14,8 @@ public:
     Mutex& operator=(const Mutex&) = delete;
 
     /// The holder may lock again, and must unlock as often. Results of the system are ignored.
-    void Lock() { pthread_mutex_lock(&mutex_); }
-    void Unlock() { pthread_mutex_unlock(&mutex_); }
+    void Lock() QV_TAKES() { pthread_mutex_lock(&mutex_); }
+    void Unlock() QV_GIVES_BACK() { pthread_mutex_unlock(&mutex_); }
 
     /// Waits for the mutex for so many milliseconds; with 0 or less it is taken only when that can be done at once.
     /// Returns 1 when it was taken, else 0, for a time-out and for an error alike. The deadline stands on the real-time
@@ -32,10 +34,10 @@ private:
 };
 
 /// Holds a mutex for a scope.
-class MutexScope {
+class QV_GUARD_SCOPE MutexScope {
 public:
-    explicit MutexScope(Mutex& mutex) : mutex_(mutex) { mutex_.Lock(); }
-    ~MutexScope() { mutex_.Unlock(); }
+    explicit MutexScope(Mutex& mutex) QV_TAKES(mutex) : mutex_(mutex) { mutex_.Lock(); }
+    ~MutexScope() QV_GIVES_BACK() { mutex_.Unlock(); }
     MutexScope(const MutexScope&) = delete;
     MutexScope& operator=(const MutexScope&) = delete;
 
