@@ -1,5 +1,6 @@
 #!/usr/bin/python3
 """replace_files.py LIST: what qvpost does with an update list, as a Python script would do it."""
+
 import os
 import sys
 import time

@@ -3,6 +3,7 @@
 
     scripts/check-examples.py QVPOST      with this qvpost and the library of its build
 """
+
 import os
 import re
 import socket
@@ -57,13 +58,19 @@ def check_client(command, told):
     ours, theirs = socket.socketpair()
     ours.sendall(b"1\x0033\x00-5\x00")
     ours.shutdown(socket.SHUT_WR)
-    shown = subprocess.run(command + ["--post", "progress", "--fd", str(theirs.fileno())], pass_fds=[theirs.fileno()],
-                           capture_output=True, check=True, timeout=60).stdout
+    shown = subprocess.run(
+        command + ["--post", "progress", "--fd", str(theirs.fileno())],
+        pass_fds=[theirs.fileno()],
+        capture_output=True,
+        check=True,
+        timeout=60,
+    ).stdout
     require(re.findall(rb"\d+", shown) == [b"1", b"33", b"5"], command, shown)
     # 2 is an open descriptor too, on which nothing comes.
     waiting, other = socket.socketpair()
-    shown = subprocess.run(command + ["--post", "update", "--error", "2"], stdout=subprocess.PIPE, stderr=waiting,
-                           check=True, timeout=60).stdout
+    shown = subprocess.run(
+        command + ["--post", "update", "--error", "2"], stdout=subprocess.PIPE, stderr=waiting, check=True, timeout=60
+    ).stdout
     require(told in shown, command, shown)
     other.close()
 
@@ -71,10 +78,24 @@ def check_client(command, told):
 def check_lists(commands):
     """Each command writes the line for two names, or fails and writes nothing."""
     escapes = bytes.maketrans(b",= ", b"\036\035\037")
-    for names in [(b"/a b,c=d", b"/x=y, z"), (b"/\xff\x80", b"/\xc3\xa9 *"), (b"%s\\n", b"-e $HOME"), (b"/a\r", b"!\t"),
-                  (b"/a\n", b"/b"), (b"/a", b"/\nb"), (b"", b"/b"), (b"/a", b""), (b"/\035", b"/b"), (b"/a", b"\036"),
-                  (b"\037", b"/b"), (b"s" * 1023, b"d" * 1003), (b"s" * 1004, b" " * 1023), (b"s", b"d" * 1024),
-                  (b"\xc3\xa9" * 511, b"d"), (b"\xc3\xa9" * 512, b"d")]:
+    for names in [
+        (b"/a b,c=d", b"/x=y, z"),
+        (b"/\xff\x80", b"/\xc3\xa9 *"),
+        (b"%s\\n", b"-e $HOME"),
+        (b"/a\r", b"!\t"),
+        (b"/a\n", b"/b"),
+        (b"/a", b"/\nb"),
+        (b"", b"/b"),
+        (b"/a", b""),
+        (b"/\035", b"/b"),
+        (b"/a", b"\036"),
+        (b"\037", b"/b"),
+        (b"s" * 1023, b"d" * 1003),
+        (b"s" * 1004, b" " * 1023),
+        (b"s", b"d" * 1024),
+        (b"\xc3\xa9" * 511, b"d"),
+        (b"\xc3\xa9" * 512, b"d"),
+    ]:
         line = b"source=%s,destination=%s\n" % tuple(name.translate(escapes) for name in names)
         bad = len(line) > 2047 or any(not 0 < len(name) < 1024 or set(name) & set(b"\n\035\036\037") for name in names)
         for command in commands:
@@ -87,8 +108,10 @@ def check_updater(command, odd):
     root = os.fsencode(tempfile.mkdtemp(prefix="root ", dir="."))
     for name in (b"bin/qvserver", b"scripts/setup/qvserver"):
         write(os.path.join(root, name), "#!/bin/sh\n")
-    write(os.path.join(root, b"bin/qvclient"), '#!/bin/sh\ntr "\\0" " " <&"$4" >"${0%/*}/told.part"\n'
-          'mv "${0%/*}/told.part" "${0%/*}/told"\n')
+    write(
+        os.path.join(root, b"bin/qvclient"),
+        '#!/bin/sh\ntr "\\0" " " <&"$4" >"${0%/*}/told.part"\nmv "${0%/*}/told.part" "${0%/*}/told"\n',
+    )
     files = [b"bin/tool", b"doc/a, b=c", b"doc/\xff"] + ([b"doc/\n"] if odd else [])
     for name in files:
         write(os.path.join(root, name), "old")
@@ -106,26 +129,44 @@ def check_updater(command, odd):
     require(odd or open(told).read() == "1 33 66 100 ", command)
 
 
-write("client.py", block("man/qvpost-client.7", "A client in Python"))
-check_client(compiled("client", ".c", block("README.md", "## The progress channel")), b"")
-check_client(["./client.py"], b"Not updated")
+def check_clients():
+    write("client.py", block("man/qvpost-client.7", "A client in Python"))
+    check_client(compiled("client", ".c", block("README.md", "## The progress channel")), b"")
+    check_client(["./client.py"], b"Not updated")
 
-page = "man/qvpost-list.5"
-main = "\nint main(int argc, char** argv) {{ return argc == 3 && {} ? 0 : 1; }}\n"
-write("line.sh", block(page, "In the shell:") + 'put_line "$1" "$2"\n')
-write("line.py", block(page, "In Python:") + "import sys\nos.write(1, list_line(*sys.argv[1:]))\n")
-line_c = block(page, "In C:") + main.format("put_line(stdout, argv[1], argv[2])")
-line_cpp = block(page, "In C++, with the library") + main.format("PutLine(std::cout, argv[1], argv[2])")
-check_lists([compiled("line_c", ".c", line_c), compiled("line_cpp", ".cpp", "#include <iostream>\n" + line_cpp),
-             ["python3", "line.py"], ["sh", "line.sh"], ["bash", "line.sh"]])
 
-page = "docs/recipes.md"
-here = {"/usr/libexec/qvpost": qvpost, "/run/systemd/system": "/none"}  # this qvpost, and no service to leave
-programs = [block(page, f"\n### In {language}\n") for language in ("shell", "Python", "C++")]
-programs = [re.sub("|".join(here), lambda name: here[name[0]], program) for program in programs]
-write("updater.sh", programs[0])
-write("updater.py", programs[1])
-for updater in (["./updater.sh"], ["./updater.py"], compiled("updater", ".cpp", programs[2])):
-    for odd in (False, True):
-        check_updater(updater, odd)
+def check_list_writers():
+    page = "man/qvpost-list.5"
+    main_function = "\nint main(int argc, char** argv) {{ return argc == 3 && {} ? 0 : 1; }}\n"
+    line_c = block(page, "In C:") + main_function.format("put_line(stdout, argv[1], argv[2])")
+    line_cpp = block(page, "In C++, with the library") + main_function.format("PutLine(std::cout, argv[1], argv[2])")
+    write("line.sh", block(page, "In the shell:") + 'put_line "$1" "$2"\n')
+    write("line.py", block(page, "In Python:") + "import sys\nos.write(1, list_line(*sys.argv[1:]))\n")
+    check_lists(
+        [
+            compiled("line_c", ".c", line_c),
+            compiled("line_cpp", ".cpp", "#include <iostream>\n" + line_cpp),
+            ["python3", "line.py"],
+            ["sh", "line.sh"],
+            ["bash", "line.sh"],
+        ]
+    )
+
+
+def check_updaters():
+    here = {"/usr/libexec/qvpost": qvpost, "/run/systemd/system": "/none"}  # this qvpost, and no service to leave
+    shell, python, cpp = (
+        re.sub("|".join(here), lambda name: here[name[0]], block("docs/recipes.md", f"\n### In {language}\n"))
+        for language in ("shell", "Python", "C++")
+    )
+    write("updater.sh", shell)
+    write("updater.py", python)
+    for updater in (["./updater.sh"], ["./updater.py"], compiled("updater", ".cpp", cpp)):
+        for odd in (False, True):
+            check_updater(updater, odd)
+
+
+check_clients()
+check_list_writers()
+check_updaters()
 print(f"The programs that the documents show: {tried} things tried")

@@ -10,7 +10,8 @@ fail() {
 # Whether what a Debian package brings is there, however it was installed.
 has_package() {
     case $1 in
-        g++ | cmake | git | python3 | clang | clang-tidy | clang-format | pkg-config | gcovr | strace) command -v "$1" >/dev/null ;;
+        g++ | cmake | git | python3 | black | clang | clang-tidy | clang-format | pkg-config | gcovr | strace)
+            command -v "$1" >/dev/null ;;
         ninja-build) command -v ninja >/dev/null ;;
         libbenchmark-dev) [ -e /usr/include/benchmark/benchmark.h ] ;;
         libspdlog-dev) [ -e /usr/include/spdlog/spdlog.h ] ;;
