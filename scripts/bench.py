@@ -1,7 +1,9 @@
 #!/usr/bin/python3
-"""Runs the benchmarks and prints one table; scripts/bench.sh builds them and calls this.
+"""Runs the benchmarks, prints one table and draws the plots; scripts/bench.sh builds them and calls this.
 
     scripts/bench.py BUILD [--quick]      the build folder; --quick: a tenth of the work
+
+The plots of a whole run go to docs/, those of a quick one to the build folder.
 
 Every figure is a ratio of two things that were measured in this run, in turns, so that a slow or a busy machine changes
 both.
@@ -64,6 +66,7 @@ class Bench:
         self.programs_folder = os.path.join(build, "bench")
         self.work = work
         self.quick = quick
+        self.plots_folder = build if quick else "docs"
 
     def program(self, name):
         return os.path.join(self.programs_folder, "bench_" + name)
@@ -109,6 +112,14 @@ class Bench:
             record["name"].removesuffix("_median"): record for record in records if record["name"][-7:] == "_median"
         }
 
+    def plot(self, name, records):
+        """Draws docs/NAME.svg with bench/NAME.gnuplot."""
+        data, drawing = os.path.join(self.work, name), os.path.join(self.plots_folder, name + ".svg")
+        with open(data, "w") as file:
+            file.writelines("\t".join(map(str, record)) + "\n" for record in records)
+        subprocess.run(["gnuplot", "-c", f"bench/{name}.gnuplot", data, drawing], check=True)
+        print(f"drawn: {drawing}")
+
 
 def google_row(measure, medians, name, reference, what, goal="", column="real_time"):
     compared = float(medians[reference][column])
@@ -142,15 +153,35 @@ def growth(bench):
     row("bytes of memory a line", memory, "<= 512", reference="peak of 100,000 lines less that of 1,000", decimals=0)
 
 
+SHELL_SCRIPT = "/bin/bash,bench/replace_files.sh"
+PYTHON_SCRIPT = "/usr/bin/python3,bench/replace_files.py"
+
+
 def beside_scripts(bench):
     scripts = (
-        ("200 lines, bash script with mv and rm / qvpost", 200, "/bin/bash,bench/replace_files.sh", ">= 150"),
-        ("2,000 lines, Python script / qvpost", 2000, "/usr/bin/python3,bench/replace_files.py", ""),
+        ("200 lines, bash script with mv and rm / qvpost", 200, SHELL_SCRIPT, ">= 150"),
+        ("2,000 lines, Python script / qvpost", 2000, PYTHON_SCRIPT, ""),
     )
     for measure, lines, script, goal in scripts:
         ran = bench.replace(lines, bench.rounds(7), qvpost=f"{bench.qvpost},-f", script=script)
         reference = f"qvpost, {ran['qvpost'].microseconds:.3f} us a line"
         row(measure, ran["script"].ratio, goal, ran["script"].processor, reference)
+
+
+def cost_of_a_line(bench):
+    """For the plot. The shell script takes several milliseconds a line, however many there are: it gets the short lists
+    alone, or it would run longer than all the rest."""
+    print("\nCost of a line, microseconds")
+    programs = {"bare": bench.program("bare_replace"), "qvpost": f"{bench.qvpost},-f", "python": PYTHON_SCRIPT}
+    longest_shell = 1000 if bench.quick else 3000
+    records = []
+    for lines, rounds in ((100, 21), (300, 11), (1000, 5), (3000, 3), (10000, 3), (30000, 3), (100000, 3)):
+        shell = {"shell": SHELL_SCRIPT} if lines <= longest_shell else {}
+        ran = bench.replace(lines, bench.rounds(rounds), **programs, **shell)
+        costs = {name: round(ran[name].microseconds, 1) for name in ran}
+        records.append([lines, *costs.values()] + ([] if shell else ["?"]))
+        print(f"{lines} lines:", ", ".join(f"{name} {cost}" for name, cost in costs.items()), flush=True)
+    bench.plot("replace_files", records)
 
 
 def without_start(bench):
@@ -247,23 +278,28 @@ def children(bench):
 
 
 def log_lines(bench):
+    writers = (
+        ("SpdlogSamePrefix", "spdlog, the same line"),
+        ("SpdlogLine", "spdlog, its own line"),
+        ("LogLine", "qvpost"),
+        ("BareLine", "bare snprintf and write"),
+        ("BareWrite", "bare write"),
+    )
+    records = [[words] for _, words in writers]
     for log, where in ((os.devnull, "/dev/null"), (os.path.join(bench.work, "log"), "a file")):
         title(f"A complete log line to {where}, processor time")
         medians = bench.google(bench.program("log_line"), log=log)
         rows = (
-            (
-                "log line / spdlog, the same line",
-                "LogLine",
-                "SpdlogSamePrefix",
-                "spdlog with process and thread",
-                "<= 0.6",
-            ),
-            ("log line / spdlog, its own line", "LogLine", "SpdlogLine", "spdlog's default pattern", ""),
-            ("log line / bare snprintf and write", "LogLine", "BareLine", "snprintf and write", ""),
-            ("one write / spdlog, its own line", "BareWrite", "SpdlogLine", "spdlog's default pattern", ""),
+            ("LogLine", "log line", "SpdlogSamePrefix", "spdlog, the same line", "<= 0.6"),
+            ("LogLine", "log line", "SpdlogLine", "spdlog, its own line", ""),
+            ("LogLine", "log line", "BareLine", "bare snprintf and write", ""),
+            ("BareWrite", "for comparison: one write", "SpdlogLine", "spdlog, its own line", ""),
         )
-        for measure, name, reference, what, goal in rows:
-            google_row(measure, medians, name, reference, what, goal, "cpu_time")
+        for name, what, reference, other, goal in rows:
+            google_row(f"{what} / {other}", medians, name, reference, other, goal, "cpu_time")
+        for (name, _), record in zip(writers, records):
+            record.append(medians[name]["cpu_time"])
+    bench.plot("log_line", records)
 
 
 def option_parser(bench):
@@ -278,6 +314,7 @@ STEPS = (
     replacing_files,
     growth,
     beside_scripts,
+    cost_of_a_line,
     without_start,
     system_calls,
     start,

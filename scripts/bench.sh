@@ -1,8 +1,10 @@
 #!/bin/bash
-# Builds the benchmarks, runs them and prints one table (bench.py). Every figure is a ratio of two things that were
-# measured in this run, in turns, so that a slow or a busy machine changes both.
+# Builds the benchmarks, runs them, prints one table and draws the plots of docs/performance.md (bench.py). Every figure
+# of the table is a ratio of two things that were measured in this run, in turns, so that a slow or a busy machine
+# changes both.
 #
-#     scripts/bench.sh [--quick]      --quick: a tenth of the work, for a first look
+#     scripts/bench.sh [--quick]      --quick: a tenth of the work, for a first look;
+#                                 the plots go to the build folder
 #
 # QVPOST_BENCH_DIR: where the files to replace are made (default /dev/shm, where a system call is cheapest and what the
 # program adds shows most). QVPOST_BENCH_BUILD: the build folder (default build-bench).
@@ -18,7 +20,7 @@ case $* in
         ;;
 esac
 
-need g++ cmake ninja-build python3 strace libbenchmark-dev libspdlog-dev
+need g++ cmake ninja-build python3 strace gnuplot-nox libbenchmark-dev libspdlog-dev
 
 folder=${QVPOST_BENCH_BUILD-build-bench}
 say "Building in $folder"

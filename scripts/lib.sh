@@ -12,6 +12,7 @@ has_package() {
     case $1 in
         g++ | cmake | git | python3 | black | clang | clang-tidy | clang-format | pkg-config | gcovr | strace)
             command -v "$1" >/dev/null ;;
+        gnuplot-nox) command -v gnuplot >/dev/null ;;
         ninja-build) command -v ninja >/dev/null ;;
         libbenchmark-dev) [ -e /usr/include/benchmark/benchmark.h ] ;;
         libspdlog-dev) [ -e /usr/include/spdlog/spdlog.h ] ;;
