@@ -3,6 +3,9 @@
 #
 #   scripts/demo.sh             the log without its time stamps, and without the lines that only keep the books
 #   scripts/demo.sh --full      every line of the log, as it is
+#
+# On a terminal the client shows its progress while the update runs, and the log follows; elsewhere the lines of the
+# client stand in the log.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
@@ -24,21 +27,28 @@ finish() {
 }
 trap finish EXIT
 
-bold='' dim='' green='' red='' plain=''
+terminal='' pause=0
 if [ -t 1 ]; then
+    # The steps of so small an update would pass unseen.
+    terminal=$(readlink "/proc/$$/fd/1") pause=1
+fi
+bold='' dim='' green='' red='' plain=''
+if [ -n "$terminal" ] && [ -z "${NO_COLOR-}" ] && [ "$(tput colors 2>/dev/null || echo 0)" -ge 8 ]; then
     bold=$'\e[1m' dim=$'\e[2m' green=$'\e[32m' red=$'\e[31m' plain=$'\e[0m'
+else
+    export NO_COLOR=1  # what the terminal can do is looked at here alone
 fi
 title() { printf '\n%s%s%s\n' "$bold" "$*" "$plain"; }
 
 # service FILE VERSION [REFUSES]: the part of the server that lives on. It makes the file of its first argument when it
-# is up; one that refuses ends at once.
+# is up; one that refuses ends.
 service() {
     mkdir -p "${1%/*}"
+    printf '#!/bin/sh\n# version %s\nsleep %s\n' "$2" "$pause" >"$1"
     if [ $# -gt 2 ]; then
-        printf '#!/bin/sh\n# version %s\necho "version %s does not run on this machine"\nexit 1\n' "$2" "$2" >"$1"
+        printf 'echo "version %s does not run on this machine"\nexit 1\n' "$2" >>"$1"
     else
-        printf '#!/bin/sh\n# version %s\ntrap '\''kill $!; exit'\'' TERM\ntouch "$1"\n' "$2" >"$1"
-        printf 'while :; do sleep 60 & wait $!; done\n' >>"$1"
+        printf 'trap '\''kill $!; exit'\'' TERM\ntouch "$1"\nwhile :; do sleep 60 & wait $!; done\n' >>"$1"
     fi
     chmod 755 "$1"
 }
@@ -47,8 +57,14 @@ notes='doc/notes, English.txt'
 make_installation() {
     mkdir -p "$root/bin" "$root/scripts/setup" "$work/bin"
     cp examples/installation/server.sh "$root/bin/qvserver"
-    cp examples/installation/setup.sh "$root/scripts/setup/qvserver"
-    "${CXX:-g++}" -std=c++20 -O2 examples/installation/client.cpp -o "$root/bin/client"
+    sed "s/^ *# Here: .*/&\n        sleep $pause/" examples/installation/setup.sh >"$root/scripts/setup/qvserver"
+    "${CXX:-g++}" -std=c++20 -O2 examples/installation/client.cpp -o "$work/bin/client"
+    if [ -n "$terminal" ]; then
+        printf '#!/bin/sh\nexec "%s/bin/client" "$@" >"%s"\n' "$work" "$terminal" >"$root/bin/client"
+        chmod 755 "$root/bin/client"
+    else
+        cp "$work/bin/client" "$root/bin/client"
+    fi
     service "$root/lib/service" 1
     mkdir "$root/doc"
     echo "What is new in version 1" >"$root/$notes"
@@ -82,7 +98,7 @@ show_log() {
     # The root is left out; the escape bytes of the list are shown as their numbers; the line that quotes a line of
     # the list with its newline is joined.
     sed -E -e "s#$root/?##g" -e $'s/\036/<30>/g; s/\035/<29>/g; s/\037/<31>/g' -e '/Parsing/{N; s/\n//}' \
-        -e "$drop" -e "s/^(updater|server|setup|client): .*/  ${dim}|${plain} ${green}&${plain}/" \
+        -e "$drop" -e "s/^(updater|server|setup|client): .*/  ${dim}|${plain} &/" \
         -e "s/^(Error|Warning): .*/  ${red}&${plain}/" "$work/log"
 }
 
@@ -93,17 +109,19 @@ run() {  # TITLE VERSION [REFUSES]
     echo "Files before:"
     show_files
     : >"$work/log"
+    [ -z "$terminal" ] || echo "The client, while the update runs:"
     examples/installation/updater.sh "$root" "$work/bin/qvpost" "$work/update.tar" >>"$work/log" 2>&1 || {
         cat "$work/log" >&2
         fail "the updater failed"
     }
-    local code
+    local code colour=$green
     code=$(cat "$work/exit")
+    [ "$code" = 0 ] || colour=$red
     echo "The update, as qvpost logs it; what the programs around it say stands behind a bar:"
     show_log
     echo "Files after:"
     show_files
-    echo "qvpost exited with $code."
+    echo "${colour}qvpost exited with $code.$plain"
 }
 
 make_installation

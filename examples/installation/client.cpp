@@ -50,6 +50,15 @@ Outcome ReadArguments(int argc, char** argv) {
     return outcome;
 }
 
+constexpr char kGreen[] = "\033[32m", kRed[] = "\033[31m", kPlain[] = "\033[0m";
+
+// The sequence, where the output is a terminal that has colours and the user didn't ask for none; otherwise "".
+const char* Colour(const char* sequence) {
+    const char *terminal = getenv("TERM"), *unwanted = getenv("NO_COLOR");
+    const bool able = isatty(STDOUT_FILENO) != 0 && terminal != nullptr && strcmp(terminal, "dumb") != 0;
+    return able && (unwanted == nullptr || *unwanted == '\0') ? sequence : "";
+}
+
 void ShowProgress(int percent) {
     constexpr int kWidth = 40;
     if (isatty(STDOUT_FILENO) == 0) {
@@ -57,9 +66,9 @@ void ShowProgress(int percent) {
         fflush(stdout);
         return;
     }
-    printf("\rUpdating [");
+    printf("\r%sUpdating [", percent == 100 ? Colour(kGreen) : "");
     for (int i = 0; i < kWidth; ++i) putchar(i < percent * kWidth / 100 ? '#' : '.');
-    printf("] %3d %%%s", percent, percent == 100 ? "\n" : "");
+    printf("] %3d %%%s%s", percent, Colour(kPlain), percent == 100 ? "\n" : "");
     fflush(stdout);
 }
 
@@ -84,7 +93,8 @@ int FollowUpdate(const Outcome& outcome) {
     if (isatty(STDOUT_FILENO) != 0 && value < 100) putchar('\n');
     if (value < 0) {
         // The files are put back once this process has ended; then a second one is told more.
-        printf("client: the update failed with error %d (%s)\n", -value, strerror(-value));
+        printf("%sclient: the update failed with error %d (%s)%s\n", Colour(kRed), -value, strerror(-value),
+               Colour(kPlain));
     } else if (value < 100) {
         printf("client: the channel ended at %d %%\n", value);
         return EXIT_FAILURE;
@@ -95,13 +105,13 @@ int FollowUpdate(const Outcome& outcome) {
 }
 
 int ShowSuccess() {
-    printf("client: the update is complete\n");
+    printf("%sclient: the update is complete%s\n", Colour(kGreen), Colour(kPlain));
     return EXIT_SUCCESS;
 }
 
 int ShowFailure(const Outcome& outcome) {
-    printf("client: the update failed in '%s' with error %d (%s)\n", outcome.post, outcome.error,
-           strerror(outcome.error));
+    printf("%sclient: the update failed in '%s' with error %d (%s)%s\n", Colour(kRed), outcome.post, outcome.error,
+           strerror(outcome.error), Colour(kPlain));
     if (outcome.entry != nullptr) printf("client: at the file '%s'\n", outcome.entry);
     printf("client: the old version is in place%s\n", outcome.restart ? "; start its server" : ", to be left stopped");
     return EXIT_SUCCESS;
