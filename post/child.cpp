@@ -1,6 +1,8 @@
 #include "post/child.h"
 
+#include <fcntl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -67,11 +69,33 @@ void ShowVector(const char* who, const char* const* slots) {
     line << " 'nil'.\n";
 }
 
+int Start(const ChildKind& kind, const ChildVector& vector, int report) {
+    Line() << "PostMain: ACTION! " << kind.starting << " '" << vector.Program() << "'.\n";
+    return ProcessCreateReporting(vector.Program(), vector.Get(), nullptr, 0, 1, 2, 0, 1, report);
+}
+
+void Close(int descriptor) {
+    if (descriptor != -1) close(descriptor);
+}
+
 }  // namespace
 
-int PostMainStartChild(const ChildKind& kind, const ChildVector& vector) {
-    Line() << "PostMain: ACTION! " << kind.starting << " '" << vector.Program() << "'.\n";
-    return ProcessCreate(vector.Program(), vector.Get(), nullptr, 0, 1, 2, 0, 1);
+int PostMainStartChild(const ChildKind& kind, const ChildVector& vector) { return Start(kind, vector, -1); }
+
+int PostMainStartChild(const ChildKind& kind, const ChildVector& vector, bool* runs) {
+    int report[2] = {-1, -1};
+    if (pipe2(report, O_CLOEXEC) != 0) report[0] = report[1] = -1;
+    const int pid = Start(kind, vector, report[1]);
+    const KeptErrno error;
+    Close(report[1]);
+    *runs = pid >= 0;
+    int number;
+    ssize_t got = 0;
+    while (pid >= 0 && report[0] != -1 && (got = read(report[0], &number, sizeof number)) < 0 && errno == EINTR)
+        continue;
+    if (got > 0) *runs = false;
+    Close(report[0]);
+    return pid;
 }
 
 ChildOutcome PostMainWaitChild(const ChildKind& kind, const ChildVector& vector, int pid) {

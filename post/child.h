@@ -54,6 +54,10 @@ extern const ChildKind kServerStop, kServerStart, kSetupScript, kProgressClient,
 /// Starts a child: its pid, or -1 with errno.
 int PostMainStartChild(const ChildKind& kind, const ChildVector& vector);
 
+/// Starts a child and waits until its program is executed, or known not to be; *runs says which. Where even a pipe is
+/// too much for the system, a child that has a pid counts as running.
+int PostMainStartChild(const ChildKind& kind, const ChildVector& vector, bool* runs);
+
 /// Waits for a child and judges it.
 ChildOutcome PostMainWaitChild(const ChildKind& kind, const ChildVector& vector, int pid);
 

@@ -23,8 +23,11 @@ void OccupyStandardStreams() {
     }
 }
 
-// From here on the update stands, whatever asks for its end or becomes of its client.
-void SettleSuccess() { outcome_.SettleSuccess(); }
+// From here on the update stands, whatever asks for its end or becomes of a client that is still there.
+void SettleSuccess() {
+    PostMainHearClient();
+    outcome_.SettleSuccess();
+}
 
 struct Phase {
     void (*run)();

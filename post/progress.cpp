@@ -1,5 +1,6 @@
 #include "post/progress.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -43,6 +44,11 @@ void PostMainWriteProgress(int value) {
         return;
     }
     Line() << "PostMain: Wrote '" << text << "' to 'FD#" << descriptor << "', with '" << sent << "' bytes.\n";
+}
+
+bool PostMainHasClientHungUp() {
+    pollfd end{.fd = progressData_.descriptors[1], .events = 0, .revents = 0};
+    return end.fd != -1 && poll(&end, 1, 0) == 1;
 }
 
 int PostMainJoinProgress() {

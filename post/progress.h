@@ -5,6 +5,9 @@
 /// Sends a value, unless there is no client or no channel. A failure is logged and the run goes on.
 void PostMainWriteProgress(int value);
 
+/// Whether the client has closed its end: nothing can be told to it any more.
+bool PostMainHasClientHungUp();
+
 /// Ends the channel: no more is sent, the progress thread is joined (which waits for its client), the application's end
 /// is closed. A call on the progress thread itself doesn't wait. Returns 1, or -1 when the join failed.
 int PostMainJoinProgress();

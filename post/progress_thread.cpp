@@ -2,9 +2,9 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <latch>
 #include <string>
 
 #include "common/io/socket_options.h"
@@ -14,13 +14,25 @@
 #include "post/child.h"
 #include "post/exit_path.h"
 #include "post/post_data.h"
+#include "post/progress.h"
 #include "post/run_log.h"
 
 namespace {
 
 constexpr int kBufferSize = 65536;
 
-std::latch clientTried{1};
+// How far the progress client came. The main thread waits for it; a failure is recorded first.
+enum ClientStage { Starting, Running, Ended };
+std::atomic<ClientStage> clientStage{Starting};
+
+void Reach(ClientStage stage) {
+    clientStage = stage;
+    clientStage.notify_all();
+}
+
+void AwaitClient(ClientStage stage) {
+    for (ClientStage now; (now = clientStage) < stage;) clientStage.wait(now);
+}
 
 ChildVector ProgressVector(const char* client, const char* descriptorText) {
     ChildVector vector(client);
@@ -54,7 +66,11 @@ void PostMainStartProgress() {
         return;
     }
     Line() << "PostMain: Created the progress thread with id " << progressData_.threadId << ".\n";
-    clientTried.wait();
+    AwaitClient(Running);
+}
+
+void PostMainHearClient() {
+    if (progressData_.thread != ProgressData::kNone && PostMainHasClientHungUp()) AwaitClient(Ended);
 }
 
 void* PostMainProgressThread(void* /*argument*/) {
@@ -64,7 +80,9 @@ void* PostMainProgressThread(void* /*argument*/) {
     char descriptorText[8];
     snprintf(descriptorText, sizeof descriptorText, "%d", progressData_.descriptors[0]);
     const ChildVector vector = ProgressVector(client.c_str(), descriptorText);
-    const int pid = PostMainStartChild(kProgressClient, vector);
+    const ChildKind& kind = kProgressClient;
+    bool runs = false;
+    const int pid = PostMainStartChild(kind, vector, &runs);
     const int error = errno;
     progressData_.clientPid = pid;
     progressData_.mutex.Unlock();
@@ -73,13 +91,13 @@ void* PostMainProgressThread(void* /*argument*/) {
         close(progressData_.descriptors[0]);
         progressData_.descriptors[0] = -1;
     }
-    const ChildKind& kind = kProgressClient;
-    if (pid < 0) {
-        outcome_.Fail(kind.action, error);
-        clientTried.count_down();  // it must not succeed without the client that could not be started
-        PostMainReportChild(kind, client.c_str(), NotStarted);
+    if (runs) Reach(Running);
+    const ChildOutcome outcome = pid < 0 ? ChildOutcome{NotStarted, error} : PostMainWaitChild(kind, vector, pid);
+    if (outcome.error == 0) {
+        Reach(Ended);
+        return nullptr;
     }
-    clientTried.count_down();
-    PostMainExitIfFailed(kind, client.c_str(), PostMainWaitChild(kind, vector, pid));
-    return nullptr;
+    outcome_.Fail(kind.action, outcome.error);
+    Reach(Ended);
+    PostMainReportChild(kind, client.c_str(), outcome.end);
 }

@@ -1,13 +1,18 @@
 #include "post/update_files.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "common/io/file.h"
 #include "common/log/report.h"
@@ -23,6 +28,15 @@ namespace {
 bool Exists(const char* path) {
     struct stat record;
     return FileStat(path, &record) == 1;
+}
+
+// Whether the destination is there. Notes the file system that it lies on: that of a symbolic link, not of what it
+// leads to.
+bool SeeDestination(UpdateEntry* entry) {
+    struct stat record;
+    if (lstat(entry->destination, &record) != 0) return false;
+    entry->device = record.st_dev;
+    return !S_ISLNK(record.st_mode) || Exists(entry->destination);
 }
 
 int ReportFile(const char* what, const char* name, const char* code, int error) {
@@ -69,7 +83,7 @@ void ChooseBackup(UpdateEntry* entry) {
     UpdateNameBackup(entry);
     UpdateBackupName name(*entry);
     RemoveLeftovers(&name);
-    if (!Exists(entry->destination) || !Exists(entry->backup)) return;
+    if (!SeeDestination(entry) || !Exists(entry->backup)) return;
     if (Remove(entry->backup) == 0) {
         Line(LogWarning) << "Removed '" << entry->backup << "'.\n";
     } else {
@@ -146,6 +160,34 @@ std::unique_ptr<UpdateEntry> TakeUpdate() {
     return entry;
 }
 
+// A descriptor of the folder that a path lies in, or -1.
+int OpenFolder(const char* path) {
+    const char* slash = strrchr(path, '/');
+    const std::string folder = slash == nullptr ? "." : slash == path ? "/" : std::string(path, slash);
+    return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+// The new files, which nobody may have flushed yet, and the log must be on the disk before the first backup goes: a
+// power cut would else leave neither version, or a log that says that there is a way back. A file system is flushed
+// once, through the first folder on it that can be opened; sync(2) would wait for everybody else's.
+bool FlushUpdates() {
+    std::vector<dev_t> flushed;
+    for (const UpdateEntry* entry : postData_.updates) {
+        if (std::find(flushed.begin(), flushed.end(), entry->device) != flushed.end()) continue;
+        const int folder = OpenFolder(entry->destination);
+        if (folder == -1) continue;
+        const int error = syncfs(folder) == 0 ? 0 : errno;
+        close(folder);
+        if (error != 0) {
+            ReportFile("flush", entry->destination, "AG", error);
+            return false;
+        }
+        flushed.push_back(entry->device);
+    }
+    fdatasync(STDERR_FILENO);  // a log in a pipe can't be flushed
+    return true;
+}
+
 }  // namespace
 
 int PostMainReplaceFiles() {
@@ -188,8 +230,10 @@ void PostMainFreeUpdates() {
         return;
     }
     Line() << "PostMain: Removing " << postData_.updates.size() << " updated entries.\n";
+    const bool flushed = FlushUpdates();
     while (!postData_.updates.empty()) {
         const auto entry = TakeUpdate();
+        if (!flushed) continue;  // the backup may be all that the disk has
         Line() << "PostMain: Removing '" << entry->backup << "'.\n";
         if (const int error = Remove(entry->backup)) ReportFile("remove", entry->backup, "AG", error);
     }

@@ -11,6 +11,7 @@ int PostMainReplaceFiles();
 /// Puts every file back, in the order of application, and forgets the updates. Failures are logged and passed over.
 void PostMainRollBack();
 
-/// Releases the texts of the record that only the run needed, client among them, deletes the backups and forgets the
-/// updates. Failures are logged and passed over.
+/// Releases the texts of the record that only the run needed, client among them, flushes the file systems of the
+/// destinations and the log, deletes the backups and forgets the updates. Where the flush fails the backups are kept.
+/// Failures are logged and passed over.
 void PostMainFreeUpdates();

@@ -1,6 +1,8 @@
 // A line of the update list: how it is split and checked, and the names that it stands for. Whatever reads a list reads
 // it through this, so that no two readers can disagree. Stateless; nothing here logs.
 #pragma once
+#include <sys/types.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -20,6 +22,7 @@ struct UpdateEntry {
     char* source = nullptr;       ///< where the new file comes from
     char* destination = nullptr;  ///< the file that it replaces
     char* backup = nullptr;       ///< where the replaced file lies meanwhile
+    dev_t device = 0;             ///< the file system that the destination lies on, once it was seen
 };
 
 /// What is wrong with a line, and the context code of that. The texts lie in the line.
