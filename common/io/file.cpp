@@ -9,8 +9,7 @@
 #include <memory>
 
 #include "common/io/socket_options.h"
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
+#include "common/log/failure.h"
 #include "common/util/string_owned.h"
 
 namespace {
@@ -125,11 +124,9 @@ int FileWriteString(int descriptor, const char* string) {
 }
 
 int FileChangeOwner(const char* path, uid_t user, gid_t group) {
+    constexpr FailureStyle kError{.opening = "File: ERROR! ", .form = ErrorForm::CommaPlain};
     if ((path != nullptr ? chown(path, user, group) : RefuseNull()) == 0) return 1;
-    const KeptErrno error;
-    Log() << "File: ERROR! Can't change ownership of '" << StringOrNil(path) << "'.\n";
-    Log() << "File: ERROR! " << ErrorIs{error.number, ErrorForm::CommaPlain} << ".\n";
-    return -1;
+    return LogFailedCall(kError, "Can't change ownership of '", StringOrNil(path), "'");
 }
 
 int FilePipe(int* descriptors, int capacity) {

@@ -51,7 +51,7 @@ bool GetEnd(int descriptor, int local, const char* what, EndAddress* end) {
     const int result =
         local != 0 ? getsockname(descriptor, address, &end->length) : getpeername(descriptor, address, &end->length);
     if (result < 0) {
-        SocketReportFailure("Can't get the ", local != 0 ? "local" : "remote", what, descriptor);
+        LogFailedCall(kSocketFailure, "Can't get the ", local != 0 ? "local" : "remote", what, descriptor);
         return false;
     }
     if (end->storage.ss_family == AF_INET6) end->length = sizeof(sockaddr_in6);
@@ -122,7 +122,7 @@ int SocketGetPort(int descriptor, int local) {
     if (!GetEnd(descriptor, local, " host for FD#", &end)) return -1;
     char service[32];
     if (getnameinfo(end.Address(), end.length, nullptr, 0, service, sizeof service, NI_NUMERICSERV) != 0) {
-        SocketReportFailure("Can't get the network port");
+        LogFailedCall(kSocketFailure, "Can't get the network port");
         return -1;
     }
     return static_cast<int>(strtol(service, nullptr, 10));
@@ -134,7 +134,7 @@ char* SocketGetHost(int descriptor, int local) {
     SocketUnmapAddress(&end.storage, &end.length);
     char host[NI_MAXHOST];
     if (getnameinfo(end.Address(), end.length, host, sizeof host, nullptr, 0, NI_NUMERICHOST) != 0) {
-        SocketReportFailure("Can't get the host name info for FD#", descriptor);
+        LogFailedCall(kSocketFailure, "Can't get the host name info for FD#", descriptor);
         return nullptr;
     }
     return StringCopy(host);

@@ -50,36 +50,16 @@ std::ostream& operator<<(std::ostream& out, const LingerWords& words) {
                << " on FD#" << words.descriptor;
 }
 
-// A failure in one line on each stream, or in two: the error then has a line of its own. Returns -1 with errno as it
-// came.
-enum class Lines { One, Two };
-enum class Severity { Error, Warning };
-
-template <class Text>
-int Failed(const Text& text, Lines lines = Lines::One, Severity severity = Severity::Error) {
-    const KeptErrno error;
-    const bool warning = severity == Severity::Warning;
-    const char* prefix = warning ? "Socket: WARNING! " : "Socket: ERROR! ";
-    const ErrorIs is{error.number};
-    if (lines == Lines::One) {
-        Log() << prefix << text << ". " << is << ".\n";
-        (warning ? LogWarning() : LogError()) << text << ". " << is << ".\n";
-        return -1;
-    }
-    Log() << prefix << text << ".\n";
-    Log() << "Socket: ERROR! " << is << ".\n";
-    LogError() << text << ".\n";
-    LogError() << is << ".\n";
-    return -1;
-}
+constexpr FailureStyle kError{.opening = "Socket: ERROR! ", .lines = FailureLines::One, .level = LogError};
+constexpr FailureStyle kWarning{.opening = "Socket: WARNING! ", .lines = FailureLines::One, .level = LogWarning};
+constexpr FailureStyle kErrorInTwo{.opening = "Socket: ERROR! ", .lines = FailureLines::Two, .level = LogError};
 
 struct SocketOption {
     int level, name;
     const char* words;
     Order order = Order::DescriptorThenValue;
     int support = -1;  // the level that the system must have
-    Lines lines = Lines::One;
-    Severity severity = Severity::Error;
+    FailureStyle failure = kError;
     int silent[2] = {0, 0};  // error numbers that are returned without a line; 0 is none
 };
 
@@ -92,13 +72,13 @@ constexpr SocketOption kCork{.level = IPPROTO_TCP,
                              .words = "Failed to set TCP_CORK",
                              .order = Order::ValueThenDescriptor,
                              .support = kLevelLinux24,
-                             .lines = Lines::Two};
+                             .failure = kErrorInTwo};
 constexpr SocketOption kQuickAck{.level = IPPROTO_TCP,
                                  .name = TCP_QUICKACK,
                                  .words = "Failed to set TCP_QUICKACK",
                                  .order = Order::ValueThenDescriptor,
                                  .support = kLevelLinux24,
-                                 .lines = Lines::Two};
+                                 .failure = kErrorInTwo};
 constexpr SocketOption kReceiveBuffer{.level = SOL_SOCKET,
                                       .name = SO_RCVBUF,
                                       .words = "Failed to set SO_RCVBUF size",
@@ -111,7 +91,7 @@ constexpr SocketOption kLowDelay{.level = IPPROTO_IP,
                                  .name = IP_TOS,
                                  .words = "Failed to set IPTOS_LOWDELAY on",
                                  .support = kLevelSunOs,
-                                 .severity = Severity::Warning,
+                                 .failure = kWarning,
                                  .silent = {EOPNOTSUPP, 0}};
 constexpr SocketOption kKeepAlive{.level = SOL_SOCKET, .name = SO_KEEPALIVE, .words = "Failed to set SO_KEEPALIVE on"};
 constexpr SocketOption kReuseAddress{
@@ -121,7 +101,7 @@ int SetOption(const SocketOption& option, int descriptor, int value) {
     if (SocketSystemSupport < option.support) return 0;
     if (setsockopt(descriptor, option.level, option.name, &value, sizeof value) != -1) return 1;
     if (errno == option.silent[0] || errno == option.silent[1]) return -1;
-    return Failed(Words{option.words, option.order, descriptor, value}, option.lines, option.severity);
+    return LogFailedCall(option.failure, Words{option.words, option.order, descriptor, value});
 }
 
 // Reads an int option: 0, or -1 with errno.
@@ -138,8 +118,7 @@ bool CountsQueues() {
 }
 
 int QueryFailed(int descriptor, int code) {
-    SocketReportFailure("Query failed for option ", code, " on FD#", descriptor);
-    return -1;
+    return LogFailedCall(kSocketFailure, "Query failed for option ", code, " on FD#", descriptor);
 }
 
 }  // namespace
@@ -150,13 +129,14 @@ int SocketSetNonBlocking(int descriptor, int value) {
         if (((flags & O_NONBLOCK) != 0 ? 1 : 0) == value) return 1;
         if (fcntl(descriptor, F_SETFL, value != 0 ? flags | O_NONBLOCK : flags & ~O_NONBLOCK) != -1) return 1;
     }
-    return Failed(Words{"Can't set non-blocking mode on", Order::DescriptorThenValue, descriptor, value});
+    return LogFailedCall(kError,
+                         Words{"Can't set non-blocking mode on", Order::DescriptorThenValue, descriptor, value});
 }
 
 int SocketSetNoInherit(int descriptor, int value) {
     // The whole word is written, not the one bit: FD_CLOEXEC is the only flag of a descriptor.
     if (fcntl(descriptor, F_SETFD, value) == 0) return 1;
-    return Failed(Words{"Can't set no-inherit mode on", Order::DescriptorThenValue, descriptor, value});
+    return LogFailedCall(kError, Words{"Can't set no-inherit mode on", Order::DescriptorThenValue, descriptor, value});
 }
 
 int SocketSetNoDelay(int descriptor, int value) { return SetOption(kNoDelay, descriptor, value); }
@@ -174,7 +154,7 @@ int SocketSetKeepAlive(int descriptor, int value) { return SetOption(kKeepAlive,
 int SocketSetLinger(int descriptor, int seconds) {
     const struct linger value = {seconds > 0 ? 1 : 0, seconds > 0 ? seconds : 0};
     if (setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &value, sizeof value) != -1) return 1;
-    return Failed(LingerWords{value, descriptor});
+    return LogFailedCall(kError, LingerWords{value, descriptor});
 }
 
 int SocketSetReuseAddress(int descriptor, int value) { return SetOption(kReuseAddress, descriptor, value); }
@@ -204,7 +184,7 @@ int SocketGetBytesQueued(int descriptor) {
     if (!CountsQueues()) return -1;
     int count = 0;
     if (ioctl(descriptor, SIOCOUTQ, &count) != -1) return count;
-    return Failed(Words{"Failed to get bytes queued on", Order::DescriptorAlone, descriptor});
+    return LogFailedCall(kError, Words{"Failed to get bytes queued on", Order::DescriptorAlone, descriptor});
 }
 
 int SocketGetBytesWritable(int descriptor) {
@@ -214,11 +194,11 @@ int SocketGetBytesWritable(int descriptor) {
     if (queued == -1) return -1;
     int size = 0;
     if (GetOption(descriptor, SOL_SOCKET, SO_SNDBUF, &size) != -1) return std::max(size - kReserve - queued, 0);
-    return Failed(Words{"Failed to get the SO_SNDBUF size on", Order::DescriptorAlone, descriptor});
+    return LogFailedCall(kError, Words{"Failed to get the SO_SNDBUF size on", Order::DescriptorAlone, descriptor});
 }
 
 int SocketGetError(int descriptor) {
     int value = 0;
     if (GetOption(descriptor, SOL_SOCKET, SO_ERROR, &value) != -1) return value;
-    return Failed(Words{"Failed to get the SO_ERROR option for", Order::DescriptorAlone, descriptor});
+    return LogFailedCall(kError, Words{"Failed to get the SO_ERROR option for", Order::DescriptorAlone, descriptor});
 }

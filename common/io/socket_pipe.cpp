@@ -17,8 +17,9 @@ int SocketPipe(int* pair, int size) {
         SocketSetSendBuffer(pair[1], size);
         return 0;
     }
-    const KeptErrno error;
-    SocketReport("Can't create the socket pipe. ", ErrorIs{error.number});
+    constexpr FailureStyle kError{.opening = "Socket: ERROR! ", .lines = FailureLines::One, .level = LogError};
+    const KeptErrno kept;
+    LogFailedCall(kError, "Can't create the socket pipe");
     for (int slot = 0; slot < 2; ++slot) {
         if (pair[slot] != -1) close(pair[slot]);
         pair[slot] = -1;

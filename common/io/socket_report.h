@@ -1,20 +1,14 @@
-// How the socket modules write a failure: each line on the ordinary stream behind "Socket: ERROR! ", and again on the
-// level stream. For this folder only.
+// How the socket modules write: each line on the ordinary stream, and again on the level stream. For this folder only.
 #pragma once
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
+#include "common/log/failure.h"
 
+/// A failure whose error has lines of its own.
+constexpr FailureStyle kSocketFailure{.opening = "Socket: ERROR! ", .lines = FailureLines::InTurn, .level = LogError};
+
+/// A line about something that is no failed call; errno stays.
 template <class... Words>
 void SocketReport(const Words&... words) {
     const KeptErrno kept;
-    ((Log() << "Socket: ERROR! ") << ... << words) << ".\n";
+    ((Log() << kSocketFailure.opening) << ... << words) << ".\n";
     (LogError() << ... << words) << ".\n";
-}
-
-/// The words in one line and the error of the call that has just failed in the next; errno stays.
-template <class... Words>
-void SocketReportFailure(const Words&... words) {
-    const KeptErrno error;
-    SocketReport(words...);
-    SocketReport(ErrorIs{error.number});
 }

@@ -9,11 +9,13 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
+#include "common/log/failure.h"
 #include "common/util/string_owned.h"
 
 namespace {
+
+constexpr FailureStyle kError{.opening = "Process: ERROR! "};
+constexpr FailureStyle kLookUpError{.opening = "Process: ERROR! ", .form = ErrorForm::CommaPlain};
 
 template <class Key, class Record>
 struct LookUp {
@@ -44,12 +46,9 @@ int Find(const LookUp<Key, Record>& lookUp, Key key, Record* record, char** buff
     const int result = lookUp.call(Asked(key), record, *buffer, size, &found);
     if (found != nullptr) return 1;
 
-    const int error = result != 0 ? result : ENOENT;
     delete[] * buffer;
-    Log() << "Process: ERROR! Can't get information for " << lookUp.key << " '" << Shown(key) << "'.\n";
-    Log() << "Process: ERROR! " << ErrorIs{error, ErrorForm::CommaPlain} << ".\n";
-    errno = error;
-    return -1;
+    errno = result != 0 ? result : ENOENT;
+    return LogFailedCall(kLookUpError, "Can't get information for ", lookUp.key, " '", Shown(key), "'");
 }
 
 // Finds a record, hands it to use and frees its texts again.
@@ -139,9 +138,7 @@ char* ProcessTempName(const char* directory, const char* prefix) {
     const size_t size = strlen(directory) + strlen(separator) + strlen(base) + 1;
     auto* name = static_cast<char*>(malloc(size));
     if (name == nullptr) {
-        const KeptErrno error;
-        Log() << "Process: ERROR! Can't create temporary name.\n";
-        Log() << "Process: ERROR! " << ErrorIs{error.number} << ".\n";
+        LogFailedCall(kError, "Can't create temporary name");
         return nullptr;
     }
     snprintf(name, size, "%s%s%s", directory, separator, base);

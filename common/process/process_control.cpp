@@ -6,23 +6,22 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
+#include "common/log/failure.h"
 
 namespace {
 
 constexpr int kSignalBits = 0x7F;
 constexpr int kStopped = 0x7F;
 
+constexpr FailureStyle kError{.opening = "Process: ERROR! "};
+// Misspelt since ever; those who search their logs for it rely on it.
+constexpr FailureStyle kDetachWarning{.opening = "Process: WARNING! ", .errorOpening = "Provess: WARNING! "};
+
 }  // namespace
 
 int ProcessIsRunning(int pid) {
     if (kill(pid, 0) != -1) return 1;
-    if (errno == ESRCH) return 0;
-    const KeptErrno error;
-    Log() << "Process: ERROR! Can't signal the pid " << pid << ".\n";
-    Log() << "Process: ERROR! " << ErrorIs{error.number} << ".\n";
-    return -1;
+    return errno == ESRCH ? 0 : LogFailedCall(kError, "Can't signal the pid ", pid);
 }
 
 int ProcessExitCode(int status) {
@@ -68,9 +67,5 @@ void ProcessKillSelf() {
 
 int ProcessDetach() {
     LogFlush();  // the process that exits inside the call takes what waits in its streams with it
-    if (daemon(1, 1) == 0) return 1;
-    const KeptErrno error;
-    Log() << "Process: WARNING! Detach from terminal failed.\n";
-    Log() << "Provess: WARNING! " << ErrorIs{error.number} << ".\n";
-    return -1;
+    return daemon(1, 1) == 0 ? 1 : LogFailedCall(kDetachWarning, "Detach from terminal failed");
 }

@@ -5,20 +5,14 @@
 
 #include <cerrno>
 
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
+#include "common/log/failure.h"
 #include "common/process/process_control.h"
 
 namespace {
 
-// The pair of lines of a failed call: what could not be done, and the error. errno comes out as it went in.
-template <class... Words>
-int Failed(const char* severity, ErrorForm form, Words... words) {
-    const KeptErrno error;
-    ((Log() << "Process: " << severity << "! ") << ... << words) << ".\n";
-    Log() << "Process: " << severity << "! " << ErrorIs{error.number, form} << ".\n";
-    return -1;
-}
+constexpr FailureStyle kWarning{.opening = "Process: WARNING! "};
+constexpr FailureStyle kError{.opening = "Process: ERROR! "};
+constexpr FailureStyle kIdError{.opening = "Process: ERROR! ", .form = ErrorForm::CommaPlain};
 
 void PlaceStandardStreams(int input, int output, int error) {
     int given[] = {input, output, error};
@@ -55,7 +49,7 @@ int ProcessCreateReporting([[maybe_unused]] const char* command, const char* con
         return -1;
     }
     const int pid = ProcessFork();
-    if (pid == -1) return Failed("WARNING", ErrorForm::TextQuoted, "Function fork() failed");
+    if (pid == -1) return LogFailedCall(kWarning, "Function fork() failed");
     if (pid != 0) return pid;
     logger_.mode_ = 0;
     if (keepIds == 0) UseRealIds();
@@ -93,21 +87,20 @@ int ProcessExec(const char* file, const char* const* arguments, const char* cons
     } else {
         execvp(file, vector);
     }
-    return Failed("WARNING", ErrorForm::TextQuoted,
-                  environment != nullptr ? "Function execve() for '" : "Function execvp() for '", StringOrNil(file),
-                  "' failed");
+    return LogFailedCall(kWarning, environment != nullptr ? "Function execve() for '" : "Function execvp() for '",
+                         StringOrNil(file), "' failed");
 }
 
 int ProcessSetPriority(int level) {
     const int value = ProcessPriorityValue(level);
     if (setpriority(PRIO_PROCESS, 0, value) == 0) return 1;
-    return Failed("ERROR", ErrorForm::TextQuoted, "Can't set priority to ", value);
+    return LogFailedCall(kError, "Can't set priority to ", value);
 }
 
 int ProcessChangePriority(int increment) {
     errno = 0;
     if (nice(increment) >= 0 || errno == 0) return 1;
-    return Failed("ERROR", ErrorForm::TextQuoted, "Can't change priority by ", increment);
+    return LogFailedCall(kError, "Can't change priority by ", increment);
 }
 
 int ProcessPriorityValue(int level) {
@@ -130,9 +123,9 @@ uid_t ProcessGetUserId() { return getuid(); }
 gid_t ProcessGetGroupId() { return getgid(); }
 
 int ProcessSetUserId(uid_t id) {
-    return setuid(id) == 0 ? 1 : Failed("ERROR", ErrorForm::CommaPlain, "Can't set user id to ", static_cast<int>(id));
+    return setuid(id) == 0 ? 1 : LogFailedCall(kIdError, "Can't set user id to ", static_cast<int>(id));
 }
 
 int ProcessSetGroupId(gid_t id) {
-    return setgid(id) == 0 ? 1 : Failed("ERROR", ErrorForm::CommaPlain, "Can't set group id to ", static_cast<int>(id));
+    return setgid(id) == 0 ? 1 : LogFailedCall(kIdError, "Can't set group id to ", static_cast<int>(id));
 }

@@ -4,15 +4,12 @@
 #include <cstring>
 #include <iterator>
 
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
+#include "common/log/failure.h"
 #include "common/process/process_control.h"
 
 namespace {
 
-void ReportFailure(const char* call, int error) {
-    Log() << "Signal: ERROR! " << call << " failed. " << ErrorIs{error} << ".\n";
-}
+constexpr FailureStyle kError{.opening = "Signal: ERROR! ", .lines = FailureLines::One};
 
 constexpr struct {
     int number;
@@ -32,29 +29,25 @@ static_assert(std::is_sorted(std::begin(kSignals), std::end(kSignals),
 int SignalMask(int how, const sigset_t* set, sigset_t* old) {
     const KeptErrno kept;
     const int error = pthread_sigmask(how, set, old);
-    if (error != 0) ReportFailure("Function pthread_sigmask", error);
+    if (error != 0) {
+        errno = error;
+        LogFailedCall(kError, "Function pthread_sigmask failed");
+    }
     return error;
 }
 
 int SignalSetAction(int signal, const struct sigaction* action, struct sigaction* old) {
-    if (sigaction(signal, action, old) >= 0) return 0;
-    const KeptErrno error;
-    ReportFailure("Call to sigaction", error.number);
-    return -1;
+    return sigaction(signal, action, old) >= 0 ? 0 : LogFailedCall(kError, "Call to sigaction failed");
 }
 
 int SignalSetTimer(int timer, const struct itimerval* value, struct itimerval* old) {
-    if (setitimer(timer, value, old) != -1) return 0;
-    const KeptErrno error;
-    ReportFailure("Call to setitimer", error.number);
-    return -1;
+    return setitimer(timer, value, old) != -1 ? 0 : LogFailedCall(kError, "Call to setitimer failed");
 }
 
 void (*SignalSetHandler(int signal, void (*handler)(int)))(int) {
     const auto previous = ::signal(signal, handler);
     if (previous != SIG_ERR) return previous;
-    const KeptErrno error;
-    ReportFailure("Call to signal", error.number);
+    LogFailedCall(kError, "Call to signal failed");
     return nullptr;
 }
 

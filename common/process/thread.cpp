@@ -5,19 +5,19 @@
 #include <cerrno>
 #include <csignal>
 
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
+#include "common/log/failure.h"
 
 namespace {
+
+constexpr FailureStyle kError{.opening = "Thread: ERROR! ", .lines = FailureLines::One};
 
 constexpr auto kNoThread = static_cast<pthread_t>(-1);
 
 // The course of all wrappers: 1 for success, else the number goes to errno and into the line of this call.
 int Judge(int error, const char* call) {
     if (error == 0) return 1;
-    Log() << "Thread: ERROR! Thread " << call << " failed. " << ErrorIs{error} << ".\n";
     errno = error;
-    return -1;
+    return LogFailedCall(kError, "Thread ", call, " failed");
 }
 
 }  // namespace
