@@ -26,14 +26,6 @@ int RefuseNull() {
 
 }  // namespace
 
-char* FileJoinPath(const char* directory, const char* name) {
-    if (name == nullptr || *name == '\0') return nullptr;
-    if (directory == nullptr || *directory == '\0') return StringCopy(name);
-    char* path = nullptr;
-    StringAdd(&path, directory, "/", name, nullptr);
-    return path;
-}
-
 int FileStat(const char* path, struct stat* record) {
     if (path == nullptr) return RefuseNull();
     if (stat(path, record) == 0) return 1;

@@ -9,9 +9,7 @@
 
 #include <cstdint>
 
-/// Joins directory and name with one '/'; nothing is merged or removed. A null or empty directory leaves the name
-/// alone; a null or empty name gives null. Returns a new[] text that the caller frees with delete[].
-char* FileJoinPath(const char* directory, const char* name);
+#include "common/util/path_text.h"  // FileJoinPath
 
 /// stat(2): 1 the file exists, *record is filled; 0 it doesn't (ENOENT, so a dangling link too); -1 any other failure.
 int FileStat(const char* path, struct stat* record);

@@ -1,15 +1,15 @@
 // The members of Logger that give its streams other destinations, and its end.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <iostream>
 #include <utility>
 
-#include "common/io/file.h"
 #include "common/log/error_is.h"
 #include "common/log/log_device.h"
 #include "common/log/logger.h"
-#include "common/process/process_control.h"
+#include "common/util/path_text.h"
 #include "common/util/string_owned.h"
 
 namespace {
@@ -91,7 +91,7 @@ void Logger::Open(const Slot& slot, const char* dir, const char* name) {
 void Logger::Truncate(const Slot& slot, int limit) {
     const char* name = this->*slot.name;
     struct stat record;
-    if (name == nullptr || limit < 0 || FileStat(name, &record) != 1) return;
+    if (name == nullptr || limit < 0 || stat(name, &record) != 0) return;
     if (static_cast<int>(record.st_size) < limit) return;
 
     const bool leads = LeadsStandardError(slot);
@@ -107,7 +107,7 @@ void Logger::Truncate(const Slot& slot, int limit) {
 
 std::ostream* Logger::OpenFile(std::ios::openmode mode, const char* path) const {
     constexpr int kAttempts = 5;
-    constexpr uint32_t kPause = 200;
+    constexpr useconds_t kPause = 200'000;  // microseconds
     const mode_t mask = umask(077);
     LogFile* file = nullptr;
     for (int attempt = 0; attempt < kAttempts && file == nullptr; ++attempt) {
@@ -115,7 +115,7 @@ std::ostream* Logger::OpenFile(std::ios::openmode mode, const char* path) const 
         if (!file->Open(path, mode | std::ios::out, buffered_ != 0)) {
             delete file;
             file = nullptr;
-            ProcessSleep(kPause);
+            usleep(kPause);
         }
     }
     umask(mask);

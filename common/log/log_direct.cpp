@@ -33,7 +33,7 @@ void ForgetIds() {
     threadId = 0;
 }
 
-// Here and not with the Logger: a program may have the prefix without it.
+// Here and not with the Logger: a program may have the prefix without it. What a fork does is in process_create.h.
 [[gnu::constructor(101)]] void HandleForks() { pthread_atfork(nullptr, nullptr, ForgetIds); }
 
 void DropPendingText() { __fpurge(stderr); }

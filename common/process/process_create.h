@@ -29,6 +29,25 @@ int ProcessCreate(const char* command, const char* const* parameters, const char
 int ProcessCreateReporting(const char* command, const char* const* parameters, const char* const* environment,
                            int input, int output, int error, int level, int keepIds, int report);
 
+// What a fork does, in the order in which it does it. Handlers of pthread_atfork(3) see to most of it, wherever the
+// state lies, so that a plain fork(2) of the application's is as safe; the system runs those of before in the reverse
+// order of their registration, those of after in that order.
+//
+//   ProcessFork alone    takes Logger::mutex_ and writes out what waits in the log's files, or both processes would
+//   before    qvpost     blocks its signals: none of its handlers may run in the child (post/interrupts.cpp)
+//             Logger     takes Logger::mutex_: the thread that holds it wouldn't be in the child (logger.cpp)
+//             clock      takes the lock around the C library's time zone, for the same reason (time_text.cpp)
+//   parent    all of it back, the mask last
+//   child     clock      frees the time zone's lock
+//             prefix     forgets the process's and the thread's id (log_direct.cpp)
+//             Logger     drops what is pending on the standard error, the parent's to write; a new mutex, since a
+//                        recursive one can't be unlocked under another thread id
+//             qvpost     puts back the dispositions and the mask that it was started with
+//
+// ProcessCreate then silences the child's log and sets ids, streams and priority. Where the program can't be executed
+// the child ends by exit, not _exit: what a preloaded library or a sanitizer does at the end of a process is done. That
+// runs static destructors, the Logger's among them, so the Logger lets go of its streams first (Logger::Abandon).
+
 /// fork(2) while no other thread is writing the start of a log line: the child's id in the parent, 0 in the child,
 /// silently -1 with errno. A fork that a signal interrupted is repeated. What waits in the log is written out before.
 /// The log is usable in the child, after a plain fork(2) too; locks of other kinds that other threads hold stay locked.

@@ -2,7 +2,6 @@
 
 #include <ctime>
 
-#include "common/log/log_direct.h"
 #include "common/util/time_text.h"
 
 namespace {
@@ -14,11 +13,6 @@ int InitRecursive(pthread_mutex_t* mutex) {
     const int error = pthread_mutex_init(mutex, &attributes);
     pthread_mutexattr_destroy(&attributes);
     return error;
-}
-
-void ReportFailure(const char* what) {
-    LogDirectPrefix() << "Mutex: ERROR! Failed to " << what << " the mutex.\n";
-    LogDirectPrefix() << "Failed to " << what << " the mutex.\n";
 }
 
 }  // namespace

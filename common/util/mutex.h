@@ -30,6 +30,8 @@ public:
     void Reset();
 
 private:
+    static void ReportFailure(const char* what);  // in common/log/mutex_report.cpp
+
     pthread_mutex_t mutex_;
 };
 

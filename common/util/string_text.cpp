@@ -1,11 +1,8 @@
 #include "common/util/string_text.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
-#include "common/log/error_is.h"
-#include "common/log/logger.h"
 #include "common/util/string_owned.h"
 
 namespace {
@@ -42,13 +39,6 @@ int StringHasDotDot(const char* path) {
 int StringScanNumbers(const char* text, int* a, int* b, int* c, int* d) {
     *a = *b = *c = *d = -1;
     return sscanf(text, "%i.%i.%i_%i", a, b, c, d);
-}
-
-int StringCountLines(const char* buffer, int length, char separator) {
-    const int count = length > 0 ? static_cast<int>(std::count(buffer, buffer + length, separator)) : 0;
-    const KeptErrno kept;
-    Log() << "String: Found " << count << " lines with separator " << int{static_cast<signed char>(separator)} << ".\n";
-    return count;
 }
 
 char* StringAddressText(char* buffer, uint32_t address) {

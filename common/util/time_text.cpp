@@ -16,7 +16,8 @@ constexpr int kDateSize = 26;  // ctime_r(3) writes 26 bytes
 
 // The C library converts a time under a lock of its own. A thread that forks while another one converts would leave
 // that lock taken in the child, whose first log line would wait for it for ever. Every conversion here is made under
-// this lock too, which fork takes first: whenever the process is copied, both are free.
+// this lock too, which fork takes first: whenever the process is copied, both are free. What else a fork does is
+// in process_create.h.
 pthread_mutex_t zoneMutex = PTHREAD_MUTEX_INITIALIZER;
 
 void LockZone() { pthread_mutex_lock(&zoneMutex); }

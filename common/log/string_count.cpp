@@ -1,0 +1,13 @@
+// The one entry of the string texts that logs.
+#include <algorithm>
+
+#include "common/log/error_is.h"
+#include "common/log/logger.h"
+#include "common/util/string_text.h"
+
+int StringCountLines(const char* buffer, int length, char separator) {
+    const int count = length > 0 ? static_cast<int>(std::count(buffer, buffer + length, separator)) : 0;
+    const KeptErrno kept;
+    Log() << "String: Found " << count << " lines with separator " << int{static_cast<signed char>(separator)} << ".\n";
+    return count;
+}
