@@ -30,7 +30,8 @@ struct Tamed {
 Tamed tamed[] = {{Survive, SIGPIPE, false, {}}, {Survive, SIGHUP, false, {}}, {Survive, SIGXFSZ, false, {}},
                  {Keep, SIGTERM, false, {}},    {Keep, SIGINT, false, {}},    {SIG_DFL, SIGCHLD, false, {}}};
 
-// Around a fork the signals wait: none may run a handler of ours inside the child.
+// Around a fork the signals wait: none may run a handler of ours inside the child. What else a fork does is in
+// common/process/process_create.h.
 thread_local sigset_t maskBefore;
 
 void BlockSignals() {

@@ -46,7 +46,7 @@ private:
 
 // No process is copied while another thread holds the mutex, for that thread isn't in the copy: the child would wait
 // for it for ever. A recursive mutex can't be unlocked in the child, where the thread has another id; it gets a new
-// one.
+// one. What else a fork does is in process_create.h.
 struct MutexLife {
     MutexLife() {
         mutexLives = true;

@@ -129,7 +129,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (setjmp(endOfRun) == 0) {
         PostMainUpdateFiles();
         for (const UpdateEntry* entry : postData_.updates) moves.emplace_back(entry->source, entry->destination);
-        if (size % 2 != 0) PostMainRecordFailure(nullptr, EIO);
+        if (size % 2 != 0) PostMainExitFailed(nullptr, EIO);
         PostMainExit();
     }
     inside = false;
