@@ -1,12 +1,11 @@
-// Preloaded into the program: one call of one function fails, or the program is killed at that call. The variable FAULT
-// holds the function, the number of the call from 1 on and errno, 0 for SIGKILL. The file "counts" tells the test what
-// happened. Children don't get the library.
-#include <dlfcn.h>
+// Linked into the program (--wrap): one call of one function fails, or the program is killed at that call. The variable
+// FAULT holds the function, the number of the call from 1 on and errno, 0 for SIGKILL. The file "counts" tells the test
+// what happened.
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -27,12 +26,12 @@ thread_local int child;  // the number of the child that this thread forked last
 bool listIsRead;         // only then memory may be short: elsewhere that ends the run like a kill
 
 __attribute__((constructor)) void Arm() {
-    if (sscanf(getenv("FAULT"), "%15s %d %d", chosen, &chosenCall, &chosenError) != 3) abort();
-    unsetenv("LD_PRELOAD");
+    const char* fault = getenv("FAULT");
+    const int file = open("counts", O_RDWR);
+    if (fault == nullptr || sscanf(fault, "%15s %d %d", chosen, &chosenCall, &chosenError) != 3 || file == -1) return;
     program = getpid();
-    FILE* file = fopen("counts", "r+");
-    void* shared = mmap(nullptr, 3 * sizeof *counts, PROT_READ | PROT_WRITE, MAP_SHARED, fileno(file), 0);
-    fclose(file);
+    void* shared = mmap(nullptr, 3 * sizeof *counts, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    close(file);
     counts = static_cast<std::atomic<int>*>(shared);
 }
 
@@ -53,31 +52,31 @@ bool Fails(const char* function) {
 
 }  // namespace
 
-#define REPLACE(result, name, parameters, arguments, failure)                                     \
-    extern "C" result name parameters {                                                           \
-        static const auto real = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name)); \
-        return Fails(#name) ? failure : real arguments;                                           \
-    }
+#define WRAP(result, name, parameters, arguments, failure) \
+    extern "C" result __real_##name parameters;            \
+    extern "C" result __wrap_##name parameters { return Fails(#name) ? failure : __real_##name arguments; }
 
-REPLACE(int, rename, (const char* from, const char* to), (from, to), -1)
-REPLACE(int, unlink, (const char* path), (path), -1)
-REPLACE(int, stat, (const char* path, struct stat* record), (path, record), -1)
-REPLACE(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)
-REPLACE(int, fclose, (FILE * file), (file), EOF)
-REPLACE(char*, fgets, (char* text, int size, FILE* file), (text, size, file), (file->_flags |= _IO_ERR_SEEN, nullptr))
-REPLACE(pid_t, fork, (), (), -1)
-REPLACE(int, execvp, (const char* file, char* const* arguments), (file, arguments), -1)
-REPLACE(pid_t, waitpid, (pid_t pid, int* status, int options), (pid, status, options), -1)
-REPLACE(int, socketpair, (int domain, int type, int protocol, int* pair), (domain, type, protocol, pair), -1)
-REPLACE(int, fcntl, (int fd, int command, long value), (fd, command, value), -1)  // <fcntl.h> says "..."
-REPLACE(int, setsockopt, (int fd, int level, int name, const void* value, socklen_t size),
-        (fd, level, name, value, size), -1)
-REPLACE(int, pthread_create, (pthread_t * id, const pthread_attr_t* attributes, void* (*body)(void*), void* argument),
-        (id, attributes, body, argument), errno)
-REPLACE(ssize_t, send, (int fd, const void* data, size_t size, int flags), (fd, data, size, flags), -1)
+WRAP(int, rename, (const char* from, const char* to), (from, to), -1)
+WRAP(int, unlink, (const char* path), (path), -1)
+WRAP(int, stat, (const char* path, struct stat* record), (path, record), -1)
+WRAP(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)
+WRAP(int, fclose, (FILE * file), (file), EOF)
+WRAP(char*, fgets, (char* text, int size, FILE* file), (text, size, file), (file->_flags |= _IO_ERR_SEEN, nullptr))
+WRAP(pid_t, fork, (), (), -1)
+WRAP(int, execvp, (const char* file, char* const* arguments), (file, arguments), -1)
+WRAP(pid_t, waitpid, (pid_t pid, int* status, int options), (pid, status, options), -1)
+WRAP(int, socketpair, (int domain, int type, int protocol, int* pair), (domain, type, protocol, pair), -1)
+WRAP(int, fcntl, (int fd, int command, long value), (fd, command, value), -1)
+WRAP(int, setsockopt, (int fd, int level, int name, const void* value, socklen_t size), (fd, level, name, value, size),
+     -1)
+WRAP(int, pthread_create, (pthread_t * id, const pthread_attr_t* attributes, void* (*body)(void*), void* argument),
+     (id, attributes, body, argument), errno)
+WRAP(ssize_t, send, (int fd, const void* data, size_t size, int flags), (fd, data, size, flags), -1)
 
+// These replace the library's own.
 void* operator new[](size_t size) {
-    static const auto real = reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "_Znam"));
     if (listIsRead && Fails("new")) throw std::bad_alloc();
-    return real(size);
+    return operator new(size);
 }
+void operator delete[](void* block) noexcept { operator delete(block); }
+void operator delete[](void* block, size_t /*size*/) noexcept { operator delete(block); }

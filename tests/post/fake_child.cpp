@@ -1,9 +1,13 @@
-// Server, setup script and client of the tests. Each call is written down in FAKE_FOLDER: "calls" ("progress" for the
-// progress client, with the values that it reads), and "facts" (descriptors, B blocked and I ignored signals).
-// What it then does stands in FAKE_PLAN: "<first argument, or what follows --post> <command> <value>...; ...".
+// Server, setup script and client of the tests, in the folder of an installation. Each call is written down in the file
+// "calls" (in "progress" that of the progress client, with the values that it reads), and what it was given (open
+// descriptors, B blocked and I ignored signals) in "facts". What it does then stands in FAKE_PLAN:
+//
+//     <first argument, or what follows --post> <command> <value> <command> <value>...; <the next child>...
+//
+// The commands are the rows below; "_" in a value is a blank. A wait ends when the program, FAKE_PROGRAM, has gone.
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,28 +15,31 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <sstream>
 #include <string>
 
 namespace {
 
-const std::string folder = getenv("FAKE_FOLDER") + std::string("/");
-constexpr rlimit kOneProcess{1, 1};
+using Text = const std::string&;
+
 int channel = -1;
 
-void Append(const std::string& name, const std::string& text) {
-    const int file = open((folder + name).c_str(), O_WRONLY | O_APPEND | O_CREAT, 0666);
-    if (write(file, text.data(), text.size()) == -1) _exit(99);
-    close(file);
+void Append(const char* file, Text text) { std::ofstream(file, std::ios::app) << text << std::flush; }
+
+bool Holds(const char* file, Text text) {
+    std::ifstream in(file);
+    return std::string(std::istreambuf_iterator<char>(in), {}).find(text) != std::string::npos;
 }
 
-bool Logged(const std::string& text) {
-    std::ifstream log(folder + "log");
-    return std::string(std::istreambuf_iterator<char>(log), {}).find(text) != std::string::npos;
+template <class Event>
+void Await(Event event) {
+    const pid_t program = atoi(getenv("FAKE_PROGRAM"));
+    while (!event() && getppid() == program) usleep(500);
 }
 
 // Up to a value or a failure; to the end of the channel for 0.
-void ReadChannel(const std::string& last) {
+void ReadChannel(Text last) {
     std::string value;
     for (char byte; read(channel, &byte, 1) == 1;) {
         if (byte != '\0') {
@@ -45,12 +52,32 @@ void ReadChannel(const std::string& last) {
     }
 }
 
+bool ChannelFailed() {
+    char text[64];
+    const ssize_t size = recv(channel, text, sizeof text, MSG_DONTWAIT);
+    return size == 0 || (size > 0 && memchr(text, '-', static_cast<size_t>(size)) != nullptr);
+}
+
+const std::map<std::string, void (*)(Text)> kCommands = {
+    {"until", ReadChannel},
+    {"close", [](Text) { close(channel); }},
+    {"make", [](Text file) { Append(file.c_str(), ""); }},
+    {"await", [](Text file) { Await([&] { return access(file.c_str(), F_OK) == 0; }); }},
+    {"log", [](Text line) { Await([&] { return Holds("log", line); }); }},
+    // Until another child was called, or none will be.
+    {"call", [](Text child) { Await([&] { return Holds("calls", child) || ChannelFailed(); }); }},
+    // Until the progress thread has reported how its client ended, where there is that thread.
+    {"report", [](Text) { Await([] { return !Holds("log", "Created the progress") || Holds("log", "context [A"); }); }},
+    {"signal", [](Text number) { kill(getppid(), std::stoi(number)); }},
+    {"die", [](Text number) { raise(std::stoi(number)); }},
+    {"exit", [](Text code) { exit(std::stoi(code)); }},
+};
+
 std::string Facts() {
     std::string facts;
     for (int descriptor = 0; descriptor < 1024; ++descriptor) {
         if (fcntl(descriptor, F_GETFD) != -1 && descriptor != channel) facts += " " + std::to_string(descriptor);
     }
-    if (fcntl(channel, F_GETFD) != -1) facts += " channel";
     sigset_t mask;
     sigprocmask(SIG_BLOCK, nullptr, &mask);
     for (int signal = 1; signal < NSIG; ++signal) {
@@ -59,21 +86,7 @@ std::string Facts() {
         if (sigismember(&mask, signal) == 1) facts += " B" + std::to_string(signal);
         if (action.sa_handler == SIG_IGN) facts += " I" + std::to_string(signal);
     }
-    return facts + ";";
-}
-
-void Obey(const std::string& command, std::string what) {
-    std::ranges::replace(what, '_', ' ');
-    if (command == "until") ReadChannel(what);
-    if (command == "close") close(channel);
-    if (command == "make") Append(what, "");
-    if (command == "remove") unlink((folder + what).c_str());
-    while (command == "await" && access((folder + what).c_str(), F_OK) != 0) usleep(1000);
-    while (command == "log" && !Logged(what)) usleep(1000);
-    if (command == "alone") prlimit(getppid(), RLIMIT_NPROC, &kOneProcess, nullptr);
-    if (command == "signal") kill(getppid(), std::stoi(what));
-    if (command == "die") raise(std::stoi(what));
-    if (command == "exit") exit(std::stoi(what));
+    return facts;
 }
 
 }  // namespace
@@ -82,18 +95,24 @@ int main(int argc, char** argv) {
     alarm(300);
     std::string call = strrchr(argv[0], '/') + 1;
     const std::string kind = argv[strcmp(argv[1], "--post") == 0 ? 2 : 1];
+    const bool progress = kind == "progress";
     for (int slot = 1; slot < argc; ++slot) {
-        const bool number = strcmp(argv[slot - 1], "--fd") == 0;
+        const bool number = progress && strcmp(argv[slot - 1], "--fd") == 0;
         if (number) channel = std::stoi(argv[slot]);
         call += std::string(" ") + (number ? "#" : argv[slot]);
     }
-    Append("facts", kind + Facts());
-    Append(kind == "progress" ? "progress" : "calls", call + (kind == "progress" ? ":" : "; "));
-    std::istringstream plans(getenv("FAKE_PLAN") + std::string(";progress until 100"));
-    for (std::string plan, word, what; std::getline(plans, plan, ';');) {
+    Append("facts", Facts() + "; ");
+    Append(progress ? "progress" : "calls", call + (progress ? ":" : "; "));
+    bool planned = false;
+    std::istringstream plans(getenv("FAKE_PLAN"));
+    for (std::string plan, word, value; std::getline(plans, plan, ';');) {
         std::istringstream words(plan);
         if (!(words >> word) || word != kind) continue;
-        while (words >> word >> what) Obey(word, what);
-        return 0;
+        planned = true;
+        while (words >> word >> value) {
+            std::ranges::replace(value, '_', ' ');
+            kCommands.at(word)(value);
+        }
     }
+    if (progress && !planned) ReadChannel("100");
 }
