@@ -2,6 +2,7 @@
 // FAULT holds the function, the number of the call from 1 on and errno, 0 for SIGKILL. The file "counts" tells the test
 // what happened.
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -59,9 +60,16 @@ bool Fails(const char* function) {
 WRAP(int, rename, (const char* from, const char* to), (from, to), -1)
 WRAP(int, unlink, (const char* path), (path), -1)
 WRAP(int, stat, (const char* path, struct stat* record), (path, record), -1)
+WRAP(int, lstat, (const char* path, struct stat* record), (path, record), -1)
+WRAP(int, open, (const char* path, int flags, mode_t mode), (path, flags, mode), -1)
+WRAP(int, syncfs, (int fd), (fd), -1)
+WRAP(int, fdatasync, (int fd), (fd), -1)
 WRAP(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)
 WRAP(int, fclose, (FILE * file), (file), EOF)
 WRAP(char*, fgets, (char* text, int size, FILE* file), (text, size, file), (file->_flags |= _IO_ERR_SEEN, nullptr))
+WRAP(int, pipe2, (int* pair, int flags), (pair, flags), -1)
+WRAP(ssize_t, read, (int fd, void* data, size_t size), (fd, data, size), -1)
+WRAP(int, poll, (struct pollfd * ends, nfds_t count, int timeout), (ends, count, timeout), -1)
 WRAP(pid_t, fork, (), (), -1)
 WRAP(int, execvp, (const char* file, char* const* arguments), (file, arguments), -1)
 WRAP(pid_t, waitpid, (pid_t pid, int* status, int options), (pid, status, options), -1)

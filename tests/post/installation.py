@@ -69,7 +69,8 @@ class Installation:
 
     def wait(self):
         """The exit code, or less than 0 for a signal. Until then all that have the standard output have ended, too."""
-        self.run.communicate()
+        if self.run.returncode is None:
+            self.run.communicate()
         return self.run.returncode
 
     def await_log(self, text):
