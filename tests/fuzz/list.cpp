@@ -10,8 +10,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "common/log/logger.h"
 #include "common/util/string_owned.h"
@@ -24,14 +22,13 @@ namespace {
 using Folder = std::map<std::string, std::string>;  // name, content
 constexpr char kStays[] = "b.temporary";            // can't be removed
 
-Folder folder;
+Folder folder, expected;
 const uint8_t* listBytes;
 size_t listSize;
 jmp_buf endOfRun;
 int exitCode;
 bool inside;    // the fuzzer itself works on real files
 bool collided;  // two lines mean one name, which a list must not do: then files can be lost
-std::set<std::string> removed;
 
 void Require(bool holds) {
     if (!holds) abort();
@@ -44,21 +41,10 @@ int Fail(int error) {
 
 // Whether the lines so far, and the one that is being applied, have a name in common; an applied one its backup with
 // what a later one removes.
-void NoteCollisions(const char* removing = nullptr) {
-    std::set<std::string> names;
-    if (removing != nullptr) names.insert(removing);
+void NoteCollisions(std::set<std::string> names = {}) {
     const size_t others = names.size();
     for (const UpdateEntry* entry : postData_.updates) names.insert({entry->source, entry->destination, entry->backup});
     if (names.size() != 3 * postData_.updates.size() + others) collided = true;
-}
-
-// The folder after a success, by the plainest code.
-Folder Updated(Folder files, const std::vector<std::pair<std::string, std::string>>& moves) {
-    for (const auto& [source, destination] : moves) {
-        files[destination] = files[source];
-        files.erase(source);
-    }
-    return files;
 }
 
 }  // namespace
@@ -70,27 +56,31 @@ int __real_unlink(const char* path);
 int __real_rename(const char* from, const char* to);
 [[noreturn]] void __real_exit(int code);
 
+int __wrap_fdatasync(int /*descriptor*/) { return 0; }
+int __wrap_syncfs(int /*descriptor*/) { return 0; }
+
 FILE* __wrap_fopen(const char* path, const char* mode) {
     if (!inside) return __real_fopen(path, mode);
-    // fmemopen refuses an empty buffer in older C libraries.
-    static uint8_t nothing;
+    static uint8_t nothing;  // fmemopen refuses an empty buffer in older C libraries
     return fmemopen(listSize > 0 ? const_cast<uint8_t*>(listBytes) : &nothing, listSize, "r");
 }
 
 int __wrap_stat(const char* path, struct stat* record) {
     if (!inside) return __real_stat(path, record);
     *record = {};
-    return folder.count(path) != 0 ? 0 : Fail(ENOENT);
+    return folder.contains(path) ? 0 : Fail(ENOENT);
 }
+
+int __wrap_lstat(const char* path, struct stat* record) { return __wrap_stat(path, record); }
 
 int __wrap_unlink(const char* path) {
     if (!inside) return __real_unlink(path);
-    if (folder.count(path) == 0) return Fail(ENOENT);
+    if (!folder.contains(path)) return Fail(ENOENT);
     if (path == std::string(kStays)) return Fail(EACCES);
     Require(std::string(path).find(".temporary") != std::string::npos);
-    NoteCollisions(path);
+    NoteCollisions({path});
     folder.erase(path);
-    removed.insert(path);
+    expected.erase(path);
     return 0;
 }
 
@@ -114,30 +104,28 @@ void __wrap_exit(int code) {
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     logger_.mode_ = 0;
     folder.clear();
-    for (const char* name : {"a", "b", "c", "d, e", "b.temporary", "c.temporary7", "c.temporary10"})
-        folder[name] = name;
-    const Folder before = folder;
+    for (const char* name : {"a", "b", "c", "d, e", kStays, "c.temporary7", "c.temporary10"}) folder[name] = name;
+    expected = folder;
     listBytes = data;
     listSize = size;
     PostMainSetStartValues();
     StringSet(&postData_.updateFile, "list");
     collided = false;
-    removed.clear();
-    static std::vector<std::pair<std::string, std::string>> moves;
-    moves.clear();
+    static Folder updated;  // by the plainest code
     inside = true;
     if (setjmp(endOfRun) == 0) {
         PostMainUpdateFiles();
-        for (const UpdateEntry* entry : postData_.updates) moves.emplace_back(entry->source, entry->destination);
+        updated = expected;
+        for (const UpdateEntry* entry : postData_.updates) {
+            updated[entry->destination] = updated[entry->source];
+            updated.erase(entry->source);
+        }
         if (size % 2 != 0) PostMainExitFailed(nullptr, EIO);
         PostMainExit();
     }
     inside = false;
     Require(postData_.updates.empty());
-    if (collided) return 0;
-    Folder expected = before;
-    for (const std::string& name : removed) expected.erase(name);
-    Require(folder == (exitCode == 0 ? Updated(expected, moves) : expected));
+    Require(collided || folder == (exitCode == 0 ? updated : expected));
     return 0;
 }
 }
