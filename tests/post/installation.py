@@ -61,7 +61,7 @@ class Installation:
         environment["QV_SYSTEM"] = expand(given.get("system", "."))
         if given.get("system") == "none":
             del environment["QV_SYSTEM"]
-        commands = f"{expand(given.get('before', ':'))}; export FAKE_PROGRAM=$$; exec env --default-signal "
+        commands = f"{expand(given.get('before', ':'))}\nexport FAKE_PROGRAM=$$; exec env --default-signal "
         commands += f"{given.get('by', '')} {self.program} {expand(given.get('options', '{usual}'))}"
         with open(self.at("log"), "ab") as log:
             shell = ["sh", "-c", commands]
