@@ -1,6 +1,7 @@
 // Scopes that tests share: what they change is put back, what they make is removed.
 #pragma once
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,9 +11,17 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <sstream>
+#include <regex>
 #include <string>
-#include <utility>
+
+inline std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void WriteFile(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
 
 /// A folder that removes itself.
 class TempFolder {
@@ -27,24 +36,22 @@ private:
     std::filesystem::path path_;
 };
 
-inline std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+/// The same as the current folder: its files need no path.
+class CurrentFolder : TempFolder {
+public:
+    CurrentFolder() { std::filesystem::current_path(Path("")); }
+    ~CurrentFolder() { std::filesystem::current_path(old_); }
 
-inline void WriteFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
+private:
+    const std::filesystem::path old_ = std::filesystem::current_path();
+};
 
 /// Everything that reaches the standard error meanwhile; a time-stamp prefix is shown as "@ ".
 class LogCapture {
 public:
-    LogCapture() : old_(dup(2)) {
-        fflush(stderr);
-        dup2(fileno(file_), 2);
-    }
+    LogCapture() { dup2(fileno(file_), 2); }
     ~LogCapture() {
-        fflush(stderr);
+        __fpurge(stderr);  // what waits there is nobody else's
         dup2(old_, 2);
         close(old_);
         fclose(file_);
@@ -53,19 +60,13 @@ public:
     LogCapture& operator=(const LogCapture&) = delete;
     std::string Text() const {
         fflush(stderr);
-        std::istringstream lines(ReadFile("/proc/self/fd/" + std::to_string(fileno(file_))));
-        std::string text;
-        for (std::string line; std::getline(lines, line); text += lines.eof() ? "" : "\n") {
-            int end = 0;
-            sscanf(line.c_str(), "%*d %*d %*2d:%*2d:%*2d %*3d.%*3d%n", &end);
-            text += end == 0 ? line : "@" + line.substr(static_cast<size_t>(end));
-        }
-        return text;
+        static const std::regex prefix(R"(\d+ \d+ \d\d:\d\d:\d\d \d{3}\.\d{3} )");
+        return std::regex_replace(ReadFile("/proc/self/fd/" + std::to_string(fileno(file_))), prefix, "@ ");
     }
 
 private:
     FILE* file_ = tmpfile();
-    int old_;
+    int old_ = dup(2);
 };
 
 /// An environment variable with another value, or none.
@@ -94,27 +95,3 @@ inline int InChild(const std::function<int()>& body) {
     waitpid(pid, &status, 0);
     return status;
 }
-
-/// Values as one text, with a blank between them.
-template <class... Values>
-std::string Shown(const Values&... values) {
-    std::ostringstream out;
-    const char* separator = "";
-    ((out << std::exchange(separator, " ") << values), ...);
-    return out.str();
-}
-
-/// The same, with every value evaluated before the next one: "Told() << Call() << errno".
-class Told {
-public:
-    template <class Value>
-    Told& operator<<(const Value& value) {
-        text_ += (text_.empty() ? "" : " ") + Shown(value);
-        return *this;
-    }
-    bool operator==(const std::string& text) const { return text_ == text; }
-    friend std::ostream& operator<<(std::ostream& out, const Told& told) { return out << told.text_; }
-
-private:
-    std::string text_;
-};

@@ -1,0 +1,365 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <iomanip>
+#include <iostream>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "common/io/file.h"
+#include "common/log/error_name.h"
+#include "common/log/log_direct.h"
+#include "common/log/logger.h"
+#include "common/log/report.h"
+#include "common/process/process_create.h"
+#include "common/process/thread.h"
+#include "tests/common/failing_calls.h"
+#include "tests/support/transcript.h"
+
+namespace {
+
+constexpr std::ostream& (*kEntries[])() = {Log,     LogContinue, LogSession,      LogError,       LogWarning,
+                                           LogInfo, LogPlain,    LogDirectPrefix, LogDirectError, LogDirectContinue};
+
+void WriteThroughAll() {
+    for (const auto entry : kEntries) entry() << "text\n";
+}
+
+TEST(Logger, ModeChoosesTheLines) {
+    SHOW(WriteThroughAll());  // =
+    // | @ text
+    // | text
+    // | Session: text
+    // | Error: text
+    // | Warning: text
+    // | Info: text
+    // | text
+    // | @ text
+    // | @ Error: text
+    // | text
+    logger_.mode_ = 2;
+    SHOW(WriteThroughAll());  // =
+    // | Session: text
+    // | Error: text
+    // | Warning: text
+    // | Info: text
+    // | text
+    // | @ text
+    // | @ Error: text
+    // | text
+    logger_.mode_ = 0;
+    SHOW(WriteThroughAll());  // =
+    // | @ text
+    // | @ Error: text
+    // | text
+    logger_.mode_ = 1;
+}
+
+TEST(Logger, LinesBeginAsIfNothingWasLeftBehind) {
+    SHOW(Log() << std::hex << 10 << std::setw(9));  // =
+    // | @ a
+    SHOW(Log() << 10 << "\n");  // =
+    // | @ 10
+    SHOW(LogError() << std::hex << 10 << std::setw(9) << std::flush);  // =
+    // | Error: a
+    SHOW(LogPlain() << 10 << "\n");  // =
+    // | a
+    SHOW(LogFlush());                // =
+    SHOW(LogError() << 10 << "\n");  // =
+    // | Error: 10
+    SHOW(logger_.Tagged("tag") << "text\n");  // =
+    // | @ tag/text
+    logger_.showTags_ = 0;
+    SHOW(logger_.Tagged("tag") << "text\n");  // =
+    // | @ text
+    logger_.showTags_ = 1;
+    SHOW(Log() << "null" << static_cast<const char*>(nullptr));  // =
+    // | @ null
+    SHOW(Log() << "lost\n");  // =
+    std::clog.clear();
+}
+
+TEST(ErrorName, IsThatOfTheSystem) {
+    int names = 0;
+    for (int error = 1; error < 200; ++error) {
+        const std::string name = ErrorName(error);
+        if (name == "Unknown" || error == ENOTSUP) continue;
+        EXPECT_EQ(name, strerrorname_np(error));
+        ++names;
+    }
+    EXPECT_EQ(names, 54);
+    SHOW(ErrorName(0));        // = "Success"
+    SHOW(ErrorName(ENOTSUP));  // = "ENOTSUP"
+    SHOW(ErrorString(0));      // = "No error"
+    SHOW(LastErrorName());     // = "Unknown"
+    SHOW(LastErrorString());   // = "Unknown error 4711"
+}
+
+TEST(Report, WritesTwoLinesAndLeavesTheErrorNumber) {
+    const void* const place = reinterpret_cast<const void*>(0x1f);
+    SHOW(ReportBadValue("C", 7, "m", "x"));  // = EINVAL
+    // | @ C: ERROR! Bad value '7' in method 'C::m()' context [x].
+    // | Error: Bad value '7' in method 'C::m()' context [x].
+    logger_.mode_ = 2;                           // of the others the level line alone
+    SHOW(ReportBadValue("C", place, "m", "x"));  // = EINVAL
+    // | Error: Bad value '0x1f' in method 'C::m()' context [x].
+    SHOW(ReportBadValue("C", "text", "m", "x"));  // = EINVAL
+    // | Error: Bad value 'text' in method 'C::m()' context [x].
+    SHOW(ReportBadValueForType("C", 3, 9, "m", "x"));  // = EINVAL
+    // | Error: Bad value '9' for type '3' in method 'C::m()' context [x].
+    SHOW(ReportBadPointer("C", nullptr, "m", "x"));  // = EINVAL
+    // | Error: Bad pointer '0' in method 'C::m()' context [x].
+    SHOW(ReportNotPermitted("C", "m", "x"));  // = EPERM
+    // | Error: Operation not permitted in method 'C::m()' context [x].
+    SHOW(ReportNotImplemented("C", "m", "x"));  // = ENOSYS
+    // | Error: Not implemented in method 'C::m()' context [x].
+    SHOW(ReportNotImplemented("C", 5, "m", "x"));  // = ENOSYS
+    // | Error: Not implemented in method 'C::m()' context [x] value '5'.
+    SHOW(ReportNotImplemented("C", place, "m", "x"));  // = ENOSYS
+    // | Error: Not implemented in method 'C::m()' context [x] value '0x1f'.
+    SHOW(ReportNoMemory("C", "m", "x"));  // = ENOMEM
+    // | Error: Memory allocation failed in method 'C::m()' context [x].
+    SHOW(ReportInvalidState("C", "m", "x"));  // = EACCES
+    // | Error: Invalid state for object in method 'C::m()' context [x].
+    SHOW(ReportBadDescriptorState("C", "m", "x"));  // = EBADF
+    // | Error: Bad descriptor state in method 'C::m()' context [x].
+    SHOW(ReportBufferNotFound("C", "m", "x"));  // = ENXIO
+    // | Error: Buffer not found in method 'C::m()' context [x].
+    SHOW(ReportInvalidBufferOwner("C", "m", "x"));  // = EDEADLK
+    // | Error: Invalid buffer owner in method 'C::m()' context [x].
+    SHOW(ReportBadEvent("C", "e", "m", "x"));  // = EBADE
+    // | Error: Bad event 'e' in method 'C::m()' context [x].
+    SHOW(ReportInvalidTypeOperation("C", "t", "m", "x"));  // = EOPNOTSUPP
+    // | Error: Invalid operation for type 't' in method 'C::m()' context [x].
+    SHOW(ReportInvalidProtoOperation("C", "p", "m", "x"));  // = EPROTO
+    // | Error: Invalid operation for proto 'p' in method 'C::m()' context [x].
+    logger_.mode_ = 1;
+}
+
+// Whether a prefix begins with the ids of this process and thread.
+int ShowsIds() {
+    char text[kLogPrefixSize];
+    const std::string ids = std::to_string(getpid()) + " " + std::to_string(gettid()) + " ";
+    return LogPrefix(text, sizeof text) == static_cast<int>(strlen(text)) && std::string(text).starts_with(ids) ? 1 : 0;
+}
+
+TEST(LogPrefix, BeginsWithIdsAndIsCutBeforeTheLastByteOfTheBuffer) {
+    SHOW(ShowsIds());  // = 1
+    std::thread([] { EXPECT_EQ(ShowsIds() + (InChild(ShowsIds) >> 8), 2); }).join();
+    char text[kLogPrefixSize];
+    const int length = LogPrefix(text, sizeof text);
+    SHOW(LogPrefix(strcpy(text, "kept"), 1) - length, text);                              // = 0 "kept"
+    SHOW(LogPrefix(text, 2) - length, text);                                              // = 0 ""
+    SHOW(LogPrefix(text, length + 1) - length, length - static_cast<int>(strlen(text)));  // = 0 1
+    SHOW(LogPrefix(text, length + 2) - length, length - static_cast<int>(strlen(text)));  // = 0 0
+}
+
+TEST(Logger, EveryLineIsOneWrite) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);
+    const std::string text(3000, 'x');
+    char packet[8192];
+    const LogCapture log;
+    dup2(ends[1], 2);
+    Log() << text << 1 << text << "\n";
+    EXPECT_GT(read(ends[0], packet, sizeof packet), 6000);
+    LogError() << 1 << text << "\n";
+    EXPECT_EQ(read(ends[0], packet, sizeof packet), 3009);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(Logger, AFailedOrCancelledLineCostsThatLineAlone) {
+    const Variable zone("TZ", "/no/such/zone");
+    int ends[2];
+    const std::string fill(4096, 'x');
+    ASSERT_EQ(FilePipe(ends, 4096), 1);
+    FileWriteString(ends[1], fill.c_str());
+    {
+        const LogCapture log;
+        dup2(ends[1], 2);
+        pthread_t thread, id;
+        ThreadCreate(
+            &thread, &id, [](void*) { return static_cast<void*>(&(Log() << "blocks\n")); }, nullptr);
+        ThreadStop(thread);
+        const int full = open("/dev/full", O_WRONLY);
+        dup2(full, 2);
+        close(full);
+        for (const auto entry : kEntries) {
+            entry() << "pending";
+            errno = transcript::kUnchanged;
+            entry();
+            EXPECT_EQ(errno, transcript::kUnchanged);
+        }
+        LogContinue() << "pending" << std::flush;
+        std::clog.flush();
+    }
+    close(ends[0]);
+    close(ends[1]);
+    SHOW(Log() << "text\n");  // =
+    // | @ text
+}
+
+TEST(Logger, AChildLogsWhateverTheOtherThreadsDid) {
+    const LogCapture log;
+    std::atomic<bool> done = false;
+    std::thread other([&] {
+        while (!done) Log() << "line\n";
+    });
+    for (int i = 0; i < 300; ++i) ASSERT_EQ(InChild([] { return Log() << "child\n", 0; }), 0);
+    done = true;
+    other.join();
+}
+
+// Built before the Logger, so destroyed after it.
+[[gnu::init_priority(150)]] struct LastWord {
+    ~LastWord() {
+        if (!armed) return;
+        for (const auto entry : kEntries) entry() << "last\n";
+        *logger_.auxStream_ << "third\n";
+        *logger_.nullStream_ << "null\n";
+    }
+    bool armed = false;
+} lastWord;
+
+TEST(Logger, LinesLoggedAfterItsEndReachTheStandardError) {
+    const CurrentFolder folder;
+    const auto logUntilTheEnd = [] {
+        logger_.redirect_ = 1;
+        logger_.OpenLogFile(".", "log");
+        logger_.OpenErrorFile(nullptr, "errors");
+        logger_.OpenAuxFile(nullptr, "aux");
+        LogError() << "kept\n";
+        return lastWord.armed = true, 0;
+    };
+    SHOW(InChild(logUntilTheEnd),
+         ReadFile("errors"));  // = 0 "Logger: Redirected the standard error to 'errors'.\x0AError: kept\x0A"
+    // | @ last
+    // | last
+    // | Session: last
+    // | Error: last
+    // | Warning: last
+    // | Info: last
+    // | last
+    // | @ last
+    // | @ Error: last
+    // | last
+    // | third
+    // | null
+}
+
+TEST(Logger, PendingTextIsNotWrittenAgainByAChildThatEnds) {
+    const CurrentFolder folder;
+    const auto logAndFork = [] {
+        const char* const missing[] = {"/no/such/program", "program", nullptr};
+        logger_.redirect_ = 1;
+        logger_.OpenErrorFile(nullptr, "errors");
+        logger_.OpenAuxFile(nullptr, "aux");
+        LogError() << "half\n";
+        *logger_.auxStream_ << "half\n";
+        return waitpid(ProcessCreate("", missing, nullptr, -1, -1, -1, 0, 1), nullptr, 0), 0;
+    };
+    SHOW(InChild(logAndFork),
+         ReadFile("errors"));  // = 0 "Logger: Redirected the standard error to 'errors'.\x0AError: half\x0A"
+    SHOW(ReadFile("aux"));     // = "half\x0A"
+    SHOW(LogContinue() << "half " << InChild([] { return 0; }) << " line\n");  // =
+    // | half 0 line
+}
+
+using L = Logger;
+constexpr void (L::*kSet[])(std::ostream*) = {&L::SetLogStream, &L::SetErrorStream, &L::SetAuxStream};
+constexpr void (L::*kOpen[])(const char*, const char*) = {&L::OpenLogFile, &L::OpenErrorFile, &L::OpenAuxFile};
+constexpr void (L::*kTruncate[])(int) = {&L::TruncateLogFile, &L::TruncateErrorFile, &L::TruncateAuxFile};
+constexpr void (L::*kReset[])() = {&L::ResetLogStream, &L::ResetErrorStream, &L::ResetAuxStream};
+
+TEST(LogDestinations, StandardErrorFollowsTheLevelStream) {
+    const LogCapture log;
+    std::streambuf* const own = std::clog.rdbuf();
+    std::minstd_rand random;  // the same orders everywhere
+    for (int order = 0; order < 1000; ++order) {
+        Logger logger;
+        logger.redirect_ = 1;
+        for (int step = 0; step < 20; ++step) {
+            const auto slot = random() / 7 % 3, operation = random() / 7 % 4;
+            if (operation == 0) (logger.*kSet[slot])(new std::ostringstream);
+            if (operation == 1) (logger.*kOpen[slot])("/dev", "null");
+            if (operation == 2) (logger.*kTruncate[slot])(0);
+            if (operation == 3) (logger.*kReset[slot])();
+            std::clog << 'x';
+            ASSERT_EQ(std::clog.rdbuf(), logger.errorStream_ == &std::clog ? own : logger.errorStream_->rdbuf());
+            ASSERT_EQ(Logger().stderrBuffer_, own);
+        }
+    }
+    EXPECT_EQ(std::clog.rdbuf(), own);
+}
+
+TEST(LogDestinations, FilesArePrivateAppendedToAndTruncated) {
+    const CurrentFolder folder;
+    const mode_t mask = umask(0);
+    Logger logger;
+    SHOW(logger.OpenLogFile(nullptr, "log"), FileIsEntity(nullptr, "log"));    // = 0
+    SHOW(logger.OpenErrorFile(nullptr, "log"), FileIsEntity(nullptr, "log"));  // = 0
+    SHOW(logger.OpenAuxFile(".", "log"), logger.auxName_);                     // = "./log"
+    struct stat record;
+    SHOW(FileStat("log", &record), record.st_mode & 0777);  // = 1 384
+    logger.redirect_ = 1;
+    logger.buffered_ = 0;
+    SHOW(logger.OpenLogFile(nullptr, "log"));                           // =
+    SHOW(*logger.logStream_ << "one\n", ReadFile("log"));               // = "one\x0A"
+    SHOW(logger.OpenLogFile(nullptr, "log"));                           // =
+    SHOW(*logger.logStream_ << "two\n", ReadFile("log"));               // = "one\x0Atwo\x0A"
+    SHOW(logger.TruncateLogFile(-1), ReadFile("log"));                  // = "one\x0Atwo\x0A"
+    SHOW(logger.TruncateLogFile(9), ReadFile("log"));                   // = "one\x0Atwo\x0A"
+    SHOW(logger.TruncateLogFile(8), ReadFile("log"), logger.logName_);  // = "" "log"
+    SHOW(*logger.logStream_ << "three\n", ReadFile("log"));             // = "three\x0A"
+    SHOW(logger.OpenLogFile(nullptr, ""), logger.logName_);             // = "log"
+    SHOW(logger.ResetLogStream(), logger.logName_);                     // = null
+    SHOW(logger.Log() << "four\n");                                     // =
+    // | @ four
+    SHOW(umask(mask));  // = 0
+}
+
+TEST(LogDestinations, AReplacedStreamWritesToTheStandardErrorUntilTheNextIsReplaced) {
+    const CurrentFolder folder;
+    Logger logger;
+    logger.redirect_ = 1;
+    logger.OpenErrorFile(nullptr, "one");
+    std::ostream& one = logger.Error();
+    one << "pending\n";
+    SHOW(logger.OpenErrorFile(nullptr, "two"),
+         ReadFile("one"));  // = "Logger: Redirected the standard error to 'one'.\x0AError: pending\x0A"
+    SHOW(one << "late\n" << std::flush, logger.errorRetired_ == &one);  // = 1
+    // | late
+    std::clog.rdbuf(nullptr);
+    SHOW(logger.ResetErrorStream(), ReadFile("two"),
+         logger.errorRetired_ != &one);  // = "Logger: Redirected the standard error to 'two'.\x0A" 1
+    SHOW(logger.Error() << "back\n");    // =
+    // | Error: back
+    SHOW(logger.SetErrorStream(new std::ostringstream));  // =
+    SHOW(std::clog << "text", static_cast<std::ostringstream*>(logger.errorStream_)
+                                  ->str());  // = "Logger: Redirected the standard error to the stream.\x0Atext"
+    SHOW(logger.SetErrorStream(nullptr));    // =
+    SHOW(
+        logger.OpenErrorFile(nullptr, nullptr),
+        static_cast<std::ostringstream*>(logger.errorStream_)
+            ->str());  // = "Logger: Redirected the standard error to the stream.\x0AtextLogger: Redirected the standard error to 'nil'.\x0A"
+}
+
+TEST(LogDestinations, AFileThatCannotBeOpenedIsTriedFiveTimesAndChangesNothing) {
+    const CurrentFolder folder;
+    Logger logger;
+    logger.OpenAuxFile(nullptr, "aux");
+    const std::ostream* const stream = logger.auxStream_;
+    microsecondsSlept = 0;
+    SHOW(logger.OpenAuxFile("none", "aux"), logger.auxName_, logger.auxStream_ == stream,
+         microsecondsSlept);  // = ENOENT "aux" 1 1000000
+    std::filesystem::remove("aux");
+    SHOW(logger.TruncateAuxFile(0), logger.auxStream_ == stream);  // = ENOENT 1
+    std::filesystem::create_directory("aux");
+    SHOW(logger.TruncateAuxFile(0), logger.auxName_, logger.auxStream_ == &std::clog);  // = EISDIR null 1
+}
+
+}  // namespace

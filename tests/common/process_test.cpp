@@ -1,0 +1,286 @@
+#include <gtest/gtest.h>
+
+#include "common/io/file.h"
+#include "common/log/logger.h"
+#include "common/process/process_accounts.h"
+#include "common/process/process_control.h"
+#include "common/process/process_create.h"
+#include "common/process/signals.h"
+#include "common/process/thread.h"
+#include "tests/common/failing_calls.h"
+#include "tests/support/transcript.h"
+
+namespace {
+
+// Which of the files 0 to 4, open under these numbers here, a child has open, in the order of its descriptors.
+std::string Placed(int input, int output, int error) {
+    const CurrentFolder folder;
+    InChild([&] {
+        close_range(0, ~0U, 0);
+        for (const char* name : {"0", "1", "2", "3", "4"}) open(name, O_RDWR | O_CREAT, 0600);
+        const char* const words[] = {"/bin/sh", "sh", "-c", "(readlink /proc/$$/fd/* >report); :", nullptr};
+        return waitpid(ProcessCreate("", words, nullptr, input, output, error, 0, 1), nullptr, 0);
+    });
+    return std::regex_replace(ReadFile("report"), std::regex("[^\n]*/|\n"), "");
+}
+
+TEST(ProcessCreate, PlacesStreamsAndClosesEachDescriptorOnce) {
+    SHOW(Placed(-1, -1, -1));  // = "01234" EISDIR
+    SHOW(Placed(0, 1, 2));     // = "01234" EISDIR
+    SHOW(Placed(3, 4, 4));     // = "344" EISDIR
+    SHOW(Placed(3, -1, -1));   // = "3124" EISDIR
+    SHOW(Placed(-1, 4, 1));    // = "0443" EISDIR
+    SHOW(Placed(-1, -1, 1));   // = "01134" EISDIR
+    SHOW(Placed(-1, 0, -1));   // = "00234" EISDIR
+    SHOW(Placed(4, 0, 2));     // = "4423" EISDIR
+    SHOW(Placed(1, -1, 3));    // = "1134" EISDIR
+}
+
+// The exit code of a program, the number that its child reported, and what it wrote.
+std::string Ran(std::vector<const char*> words, const char* const* environment, int level = 0, int keep = 1) {
+    FILE* const out = tmpfile();
+    int status = -1, reported = -1, ends[2];
+    FilePipe(ends, 4096);
+    fcntl(ends[1], F_SETFD, FD_CLOEXEC);
+    words.push_back(nullptr);
+    waitpid(ProcessCreateReporting("", words.data(), environment, -1, fileno(out), -1, level, keep, ends[1]), &status,
+            0);
+    close(ends[1]);
+    read(ends[0], &reported, sizeof reported);
+    close(ends[0]);
+    const std::string text = ReadFile("/proc/self/fd/" + std::to_string(fileno(out)));
+    fclose(out);
+    return transcript::Texts(ProcessExitCode(status), reported, text);
+}
+
+TEST(ProcessCreate, RunsTheFirstParameterUnderItsNameAndEnvironment) {
+    const CurrentFolder folder;
+    WriteFile("program", "#!/bin/sh\necho $1 $X\nexit 7\n");
+    const Variable path("PATH", ".:/usr/bin:/bin"), x("X", "own");
+    const char* const environment[] = {"X=given", nullptr};
+    SHOW(Ran({"program", "name", "a"}, nullptr));  // = " 13 13 """
+    chmod("program", 0700);
+    SHOW(Ran({"program", "name", "a"}, nullptr));                     // = " 7 -1 "a own\x0A""
+    SHOW(Ran({"./program", "name", "a"}, environment));               // = " 7 -1 "a given\x0A""
+    SHOW(Ran({"sh", "renamed", "-c", "echo $0; kill $$"}, nullptr));  // = " 4 -1 "renamed\x0A""
+    SHOW(Ran({"sh", "sh"}, environment));                             // = " 2 2 """
+    SHOW(Ran({"nice", "nice"}, nullptr, 5));                          // = " 0 -1 "5\x0A""
+    SHOW(Ran({"nice", "nice"}, nullptr, ProcessPriorityLowest));      // = " 0 -1 "19\x0A""
+    ASSERT_EQ(seteuid(getuid() == 0 ? 65534 : getuid()), 0);
+    EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr), transcript::Texts(0, -1, std::to_string(geteuid()) + "\n"));
+    EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr, 0, 0), transcript::Texts(0, -1, std::to_string(getuid()) + "\n"));
+    ASSERT_EQ(seteuid(getuid()), 0);
+}
+
+TEST(ProcessCreate, FailuresLeaveTheirNumber) {
+    const char* const missing[] = {"/none", "none", nullptr};
+    const auto create = [](const char* const* words) { return ProcessCreate("", words, nullptr, -1, -1, -1, 0, 1); };
+    SHOW(create(missing + 1));  // = -1 EINVAL
+    // | @ Process: WARNING! Invalid number of parameters in process creation.
+    SHOW((Failing("fork", EAGAIN), create(missing)));  // = -1 EAGAIN
+    // | @ Process: WARNING! Function fork() failed.
+    // | @ Process: WARNING! Error is 11 'Resource temporarily unavailable'.
+    SHOW((Failing("fork", EINTR), waitpid(create(missing), nullptr, 0)) > 0);  // = 1 EINTR
+    SHOW(ProcessExec("/none", missing, nullptr));                              // = -1 ENOENT
+    // | @ Process: WARNING! Function execvp() for '/none' failed.
+    // | @ Process: WARNING! Error is 2 'No such file or directory'.
+    SHOW(ProcessExec(nullptr, missing, missing));  // = -1 EFAULT
+    // | @ Process: WARNING! Function execve() for 'nil' failed.
+    // | @ Process: WARNING! Error is 14 'Bad address'.
+    SHOW((Failing("setpriority", EACCES), ProcessSetPriority(ProcessPriorityHighest)));  // = -1 EACCES
+    // | @ Process: ERROR! Can't set priority to -20.
+    // | @ Process: ERROR! Error is 13 'Permission denied'.
+    SHOW((Failing("nice", EPERM), ProcessChangePriority(-5)));  // = -1 EPERM
+    // | @ Process: ERROR! Can't change priority by -5.
+    // | @ Process: ERROR! Error is 1 'Operation not permitted'.
+    SHOW((Failing("setuid", EPERM), ProcessSetUserId(5)));  // = -1 EPERM
+    // | @ Process: ERROR! Can't set user id to 5.
+    // | @ Process: ERROR! Error is 1, Operation not permitted.
+    SHOW((Failing("setgid", EPERM), ProcessSetGroupId(~0U)));  // = -1 EPERM
+    // | @ Process: ERROR! Can't set group id to -1.
+    // | @ Process: ERROR! Error is 1, Operation not permitted.
+    SHOW((Failing("daemon", EPERM), ProcessDetach()));  // = -1 EPERM
+    // | @ Process: WARNING! Detach from terminal failed.
+    // | @ Provess: WARNING! Error is 1 'Operation not permitted'.
+    SHOW(ProcessSetUserId(getuid()));                                                                // = 1
+    SHOW(ProcessSetGroupId(getgid()));                                                               // = 1
+    SHOW(ProcessPriorityValue(ProcessPriorityNormal));                                               // = 0
+    SHOW(ProcessPriorityValue(ProcessPriorityHigh));                                                 // = -10
+    SHOW(InChild([] { return ProcessSetPriority(19) + ProcessChangePriority(1) + nice(0); }) >> 8);  // = 21
+}
+
+TEST(Process, IsWatchedJudgedAndEnded) {
+    SHOW(ProcessIsRunning(getpid()));                     // = 1
+    SHOW((Failing("kill", ESRCH), ProcessIsRunning(1)));  // = 0 ESRCH
+    SHOW((Failing("kill", EPERM), ProcessIsRunning(1)));  // = -1 EPERM
+    // | @ Process: ERROR! Can't signal the pid 1.
+    // | @ Process: ERROR! Error is 1 'Operation not permitted'.
+    SHOW(ProcessExitCode(0xFF00));  // = 255
+    SHOW(ProcessExitCode(0x8B));    // = 4
+    SHOW(ProcessExitCode(0x137F));  // = 4991
+    // | @ Process: WARNING! Unrecognized exit code '4991'.
+    SHOW(ProcessWasSignaled(0));          // = 0
+    SHOW(ProcessIsStopped(0xFF));         // = 0
+    SHOW(ProcessTermSignalName(0x8B));    // = "SIGSEGV"
+    SHOW(ProcessStopSignalName(0x137F));  // = "SIGSTOP"
+    microsecondsSlept = 0;
+    SHOW(ProcessSleep(200), microsecondsSlept);                                       // = 0 200000
+    SHOW(ProcessSignal(getpid(), -1));                                                // = -1 EINVAL
+    SHOW(ProcessRaise(-1));                                                           // = -1 EINVAL
+    SHOW(InChild([] { return LogContinue() << "last", ProcessAbort(), 0; }) & 0x7F);  // = 6
+    // | last
+    SHOW(InChild([] { return LogContinue() << "last", ProcessKillSelf(), 0; }));  // = 9
+    // | last
+    SHOW(InChild([] { return LogContinue() << "last", ProcessDetach(), 0; }));  // = 0
+    // | last
+}
+
+// A look-up that succeeds may leave any number.
+auto AnyErrno(auto result) { return errno = transcript::kUnchanged, result; }
+
+TEST(ProcessAccounts, AreLookedUp) {
+    passwd user;
+    group found;
+    Owned text;
+    SHOW(AnyErrno(ProcessUserIdByName("root")));          // = 0
+    SHOW(AnyErrno(ProcessGroupIdByName("root")));         // = 0
+    SHOW(AnyErrno(ProcessUserNameById(text, 0)), text);   // = 1 "root"
+    SHOW(AnyErrno(ProcessGroupNameById(text, 0)), text);  // = 1 "root"
+    SHOW(ProcessUserIdByName("no such"));                 // = 4294967295 ENOENT
+    // | @ Process: ERROR! Can't get information for user 'no such'.
+    // | @ Process: ERROR! Error is 2, No such file or directory.
+    SHOW(ProcessGroupIdByName(nullptr));  // = 4294967295 ENOENT
+    // | @ Process: ERROR! Can't get information for group 'nil'.
+    // | @ Process: ERROR! Error is 2, No such file or directory.
+    SHOW(ProcessUserNameById(text, 0x7FFFFFFD), text);  // = -1 ENOENT "root"
+    // | @ Process: ERROR! Can't get information for user id '2147483645'.
+    // | @ Process: ERROR! Error is 2, No such file or directory.
+    SHOW(ProcessGroupNameById(text, 0x7FFFFFFD), text);  // = -1 ENOENT "root"
+    // | @ Process: ERROR! Can't get information for group id '2147483645'.
+    // | @ Process: ERROR! Error is 2, No such file or directory.
+    SHOW((Failing("getpwnam_r", ERANGE), ProcessUserIdByName("root")));  // = 4294967295 ERANGE
+    // | @ Process: ERROR! Can't get information for user 'root'.
+    // | @ Process: ERROR! Error is 34, Numerical result out of range.
+    SHOW(AnyErrno(ProcessGetUserByName("root", &user, text = nullptr)), user.pw_dir);      // = 1 "/root"
+    SHOW(AnyErrno(ProcessGetGroupByName("root", &found, text = nullptr)), found.gr_name);  // = 1 "root"
+    SHOW(AnyErrno(ProcessGetUserById(0, &user, text = nullptr)), user.pw_name);            // = 1 "root"
+    SHOW(AnyErrno(ProcessGetGroupById(0, &found, text = nullptr)), found.gr_name);         // = 1 "root"
+}
+
+// A temporary name, its digits as one 0.
+std::string TempName(const char* directory, const char* prefix) {
+    char* const name = ProcessTempName(directory, prefix);
+    const std::string text = std::regex_replace(StringOrNil(name), std::regex("[0-9]+$"), "0");
+    free(name);
+    return text;
+}
+
+TEST(ProcessNames, FollowTheEnvironment) {
+    const Variable host("HOSTNAME", ""), temp("TEMP", ""), tmp("TMP", "/var");
+    SHOW(ProcessHostName());           // = ""
+    SHOW(TempName(nullptr, nullptr));  // = "/var/T-0"
+    SHOW(TempName("/data", "job"));    // = "/data/job0"
+    SHOW(TempName("", "job"));         // = "job0"
+    // | @ Process: WARNING! Returning temporary name in current directory.
+    SHOW((Failing("malloc", ENOMEM), TempName("/data", "job")));  // = "nil" ENOMEM
+    // | @ Process: ERROR! Can't create temporary name.
+    // | @ Process: ERROR! Error is 12 'Cannot allocate memory'.
+    unsetenv("TMP");
+    unsetenv("HOSTNAME");
+    SHOW(ProcessTempDirectory());            // = "/tmp"
+    SHOW(ProcessHostName());                 // = "localhost"
+    SHOW(ProcessIsLocalHost("127.0.0.1"));   // = 1
+    SHOW(ProcessIsLocalHost("localhost."));  // = 0
+}
+
+void Handle(int) {}
+
+TEST(Signal, HandlersMasksAndTimersAreSet) {
+    struct sigaction action, old;
+    SignalClearAction(&action);
+    SHOW(SignalSetAction(SIGUSR1, &action, nullptr));                                  // = 0
+    SHOW(SignalHandlerName(SignalSetHandler(SIGUSR1, SIG_IGN)));                       // = "SIG_DFL"
+    SHOW(SignalHandlerName(SignalSetHandler(SIGUSR1, Handle)));                        // = "SIG_IGN"
+    SHOW(SignalSetAction(SIGUSR1, &action, &old), SignalHandlerName(old.sa_handler));  // = 0 "User defined"
+    SHOW(SignalHandlerName(SignalSetHandler(SIGKILL, SIG_DFL)));                       // = "SIG_DFL" EINVAL
+    // | @ Signal: ERROR! Call to signal failed. Error is 22 'Invalid argument'.
+    SHOW(SignalSetAction(SIGKILL, &action, nullptr));  // = -1 EINVAL
+    // | @ Signal: ERROR! Call to sigaction failed. Error is 22 'Invalid argument'.
+    SHOW(SignalMask(SIG_BLOCK, &action.sa_mask, &old.sa_mask));  // = 0
+    SHOW(SignalMask(77, &action.sa_mask, nullptr));              // = 22
+    // | @ Signal: ERROR! Function pthread_sigmask failed. Error is 22 'Invalid argument'.
+    itimerval timer, now;
+    SignalClearTimer(&timer);
+    SHOW(SignalSetTimer(ITIMER_REAL, &timer, &now), now.it_value.tv_sec);  // = 0 0
+    SHOW(SignalSetTimer(77, &timer, nullptr));                             // = -1 EINVAL
+    // | @ Signal: ERROR! Call to setitimer failed. Error is 22 'Invalid argument'.
+    sigaddset(&action.sa_mask, SIGHUP);
+    SHOW(SignalDumpSet(&action.sa_mask, nullptr, nullptr));  // =
+    // | @ Signal/Signal: 1, SIGHUP\x09Yes
+    // | @ Signal/Signal: 2, SIGINT\x09No
+    // | @ Signal/Signal: 3, SIGQUIT\x09No
+    // | @ Signal/Signal: 4, SIGILL\x09No
+    // | @ Signal/Signal: 6, SIGABRT\x09No
+    // | @ Signal/Signal: 8, SIGFPE\x09No
+    // | @ Signal/Signal: 9, SIGKILL\x09No
+    // | @ Signal/Signal: 10, SIGUSR1\x09No
+    // | @ Signal/Signal: 11, SIGSEGV\x09No
+    // | @ Signal/Signal: 12, SIGUSR2\x09No
+    // | @ Signal/Signal: 13, SIGPIPE\x09No
+    // | @ Signal/Signal: 14, SIGALRM\x09No
+    // | @ Signal/Signal: 15, SIGTERM\x09No
+    // | @ Signal/Signal: 17, SIGCHLD\x09No
+    // | @ Signal/Signal: 18, SIGCONT\x09No
+    // | @ Signal/Signal: 19, SIGSTOP\x09No
+    // | @ Signal/Signal: 20, SIGTSTP\x09No
+    // | @ Signal/Signal: 21, SIGTTIN\x09No
+    // | @ Signal/Signal: 22, SIGTTOU\x09No
+    // | @ Signal/Signal: 26, SIGVTALRM\x09No
+    // | @ Signal/Signal: 28, SIGWINCH\x09No
+    // | @ Signal/Signal: 29, SIGPOLL\x09No
+}
+
+void* Return(void* argument) { return argument; }
+void* Exit(void* argument) { ThreadExit(argument); }
+void* Pause(void*) {
+    for (;;) pause();
+}
+
+int CancelType() {
+    int type;
+    pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &type);
+    return type;
+}
+
+TEST(Thread, IsCreatedJoinedAndCancelled) {
+    pthread_t handle, id;
+    void* result = nullptr;
+    SHOW(ThreadCreate(&handle, &id, Return, &id), handle == id);  // = 1 1
+    SHOW(ThreadJoin(handle, &result), result == &id);             // = 1 1
+    ThreadCreate(&handle, &id, Exit, &handle);
+    SHOW(ThreadJoin(handle, &result), result == &handle);  // = 1 1
+    ThreadCreate(&handle, &id, Pause, nullptr);
+    SHOW(ThreadCheck(handle));  // = 1
+    SHOW(ThreadStop(handle));   // = 1
+    SHOW((Failing("pthread_create", EAGAIN), ThreadCreate(&handle, &id, Return, nullptr)), handle + 1,
+         id + 1);  // = -1 EAGAIN 0 0
+    // | @ Thread: ERROR! Thread creation failed. Error is 11 'Resource temporarily unavailable'.
+    SHOW(ThreadJoin(pthread_self(), nullptr));  // = -1 EDEADLK
+    // | @ Thread: ERROR! Thread join failed. Error is 35 'Resource deadlock avoided'.
+    SHOW(ThreadSignal(pthread_self(), 0));   // = 1
+    SHOW(ThreadSignal(pthread_self(), -1));  // = -1 EINVAL
+    // | @ Thread: ERROR! Thread signal failed. Error is 22 'Invalid argument'.
+    SHOW((Failing("pthread_kill", EPERM), ThreadCheck(pthread_self())));  // = -1 EPERM
+    // | @ Thread: ERROR! Thread check failed. Error is 1 'Operation not permitted'.
+    SHOW((Failing("pthread_kill", ESRCH), ThreadSignal(pthread_self(), 0)));  // = -1 ESRCH
+    SHOW((Failing("pthread_kill", ESRCH), ThreadStop(pthread_self())));       // = 0
+    SHOW((Failing("pthread_cancel", EPERM), ThreadCancel(pthread_self())));   // = -1 EPERM
+    // | @ Thread: ERROR! Thread cancel failed. Error is 1 'Operation not permitted'.
+    SHOW((Failing("pthread_cancel", ESRCH), ThreadCancel(pthread_self())));  // = 0
+    SHOW(ThreadSetCancelType(ThreadCancelAsynchronous), CancelType());       // = 0 1
+    SHOW(ThreadSetCancelType(ThreadCancelDeferred), CancelType());           // = 0 0
+    SHOW(ThreadSetCancelType(2));                                            // = 22
+    // | @ Thread: ERROR! Invalid thread cancelability type '2'.
+}
+
+}  // namespace

@@ -1,0 +1,70 @@
+// Transcripts: calls with what they show beside them, in the source of the test.
+//
+//     SHOW(StringReplaceAll(text = "aaa", "aa", "b"), text);  // = 1 "ba"
+//     SHOW(SocketSetLinger(-1, 5));                           // = -1 EBADF
+//     // | Error: Failed to set SO_LINGER values to 1 and 5 on FD#-1. Error is 9 'Bad file descriptor'.
+//
+// Shown are the result of the call, the name of the errno that it left if it changed it, the values that are named
+// behind the call, and beneath them what it wrote on the standard error. A difference fails the test and is told as a
+// patch, which scripts/transcripts.sh applies.
+#pragma once
+#include <ostream>
+#include <string>
+#include <type_traits>
+
+#include "common/util/string_owned.h"
+#include "tests/support/scopes.h"
+
+#define SHOW(call, ...)     \
+    transcript::Compare(    \
+        __FILE__, __LINE__, \
+        transcript::Shown([&]() -> decltype(auto) { return call; }, [&] { return transcript::Texts(__VA_ARGS__); }))
+
+/// An owned string of the library, freed at the end. `text = "x"` gives it a value first.
+struct Owned {
+    char* text = nullptr;
+    ~Owned() { StringReset(&text); }
+    Owned& operator=(const char* value) {
+        StringReset(&text);
+        text = StringCopy(value);
+        return *this;
+    }
+    operator char**() { return &text; }
+};
+
+namespace transcript {
+
+constexpr int kUnchanged = 4711;  ///< what errno is before every call
+
+void Compare(const char* file, int line, const std::string& shown);
+std::string Named(int error);
+std::string Text(const char* text);
+inline std::string Text(const std::string& text) { return Text(text.c_str()); }
+inline std::string Text(const Owned& owned) { return Text(owned.text); }
+std::string Text(auto number) requires std::is_arithmetic_v<decltype(number)> { return std::to_string(number); }
+
+template <class... Values>
+std::string Texts(const Values&... values) {
+    return ("" + ... + (" " + Text(values)));
+}
+
+/// What a call shows: a line for the values, then those of the log.
+template <class Call, class Others>
+std::string Shown(Call call, Others others) {
+    const LogCapture log;
+    std::string text = "// =";
+    int error;
+    errno = kUnchanged;
+    if constexpr (std::is_void_v<decltype(call())> || std::is_same_v<decltype(call()), std::ostream&>) {
+        call();
+        error = errno;
+    } else {
+        const auto& result = call();
+        error = errno;
+        text += " " + Text(result);
+    }
+    if (error != kUnchanged) text += " " + Named(error);
+    return text + others() + "\n" + log.Text();
+}
+
+}  // namespace transcript
