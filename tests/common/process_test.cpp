@@ -43,6 +43,7 @@ std::string Ran(std::vector<const char*> words, const char* const* environment, 
     FilePipe(ends, 4096);
     fcntl(ends[1], F_SETFD, FD_CLOEXEC);
     words.push_back(nullptr);
+    fflush(nullptr);
     waitpid(ProcessCreateReporting("", words.data(), environment, -1, fileno(out), -1, level, keep, ends[1]), &status,
             0);
     close(ends[1]);
