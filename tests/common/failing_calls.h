@@ -1,12 +1,12 @@
-// System calls that do what a test wants, as root and on every machine alike. The linker sends the library's calls of
+// System calls that do what a test wants, as root and on every machine alike: the linker sends the library's calls of
 // the names in CMakeLists.txt to failing_calls.cpp.
 #pragma once
 #include <cstddef>
 #include <ctime>
 
-/// While it lives, calls of that name fail with an error number: as many as are to fail, after as many as are to pass.
+/// While it lives, the next call of that name fails with an error number, after so many that pass.
 struct Failing {
-    Failing(const char* call, int error, int passing = 0, int failing = 1);
+    Failing(const char* call, int error, int passing = 0);
     ~Failing();
 };
 

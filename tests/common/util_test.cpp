@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <latch>
 #include <thread>
 
 #include "common/util/mutex.h"
@@ -17,45 +16,34 @@ TEST(StringOwned, IsReplacedExtendedAndCut) {
     Owned text;
     text = "tail";
     SHOW(StringSet(text, text.text + 1), text);                                               // = "ail"
-    SHOW(StringSet(text, nullptr), text);                                                     // = null
     SHOW(StringAdd(text = "w", "x", "y", nullptr, "z"), text);                                // = "wxyz"
     SHOW(StringAdd(text = nullptr, nullptr, "", nullptr, ""), text);                          // = null
     SHOW(StringAddBytes(text = "x", "abc", 2), text);                                         // = "xab"
     SHOW(StringAddBytes(text = nullptr, "abc", 0), text);                                     // = null
-    SHOW(StringAddBytes(text = "x", nullptr, 3), text);                                       // = "x"
-    SHOW(StringInit(text = nullptr, "new"), text);                                            // = "new"
     SHOW(StringInitPart(text = nullptr, "abc", 2), text);                                     // = "ab"
     SHOW(StringInitPart(text = nullptr, "abc", -1), text);                                    // = ""
     SHOW(StringInitLine(text = nullptr, std::string(1025, 'x').c_str()), strlen(text.text));  // = 1023
-    SHOW(StringAllocateLine(text = nullptr), text);                                           // = ""
     SHOW(StringReplaceAll(text = "aaa", "aa", "b"), text);                                    // = 1 "ba"
     SHOW(StringReplaceAll(text = "x.y.", ".", "---"), text);                                  // = 2 "x---y---"
-    SHOW(StringReplaceAll(text = "x", "y", "z"), text);                                       // = 0 "x"
     SHOW(OptionReplacePrefix(text = "/usr/x", "/usr", "/opt/y"), text);                       // = 1 "/opt/y/x"
     SHOW(OptionReplacePrefix(text = "/usr/x", "/opt", "/o"), text);                           // = 0 "/usr/x"
     SHOW(OptionReplacePrefix(text = "/usr", "", "/opt"), text);                               // = 0 "/usr"
-    SHOW(OptionReplacePrefix(text = "/usr", "/usr", nullptr), text);                          // = 0 "/usr"
     SHOW(StringSetAddress(text = "old", 0x0100A8C0), text);                                   // = "192.168.0.1"
 }
 
 TEST(StringText, IsTestedAndScanned) {
-    SHOW(StringStartsWith("file", ""));        // = "file"
     SHOW(StringStartsWith("fi", "file"));      // = null
-    SHOW(StringEndsWith("txt", "txt"));        // = "txt"
-    SHOW(StringEndsWith("file.txt", ".txx"));  // = null
+    SHOW(StringEndsWith("file.txt", ".txt"));  // = ".txt"
     SHOW(StringEndsWith("txt", ".txt"));       // = null
-    SHOW(StringIsAbsolute("a/"));              // = 0
     SHOW(StringHasDotDot("../"));              // = 1
     SHOW(StringHasDotDot("abc/../d"));         // = 1
     SHOW(StringHasDotDot("ab/../d"));          // = 0
-    SHOW(StringHasDotDot(".."));               // = 0
-    std::string text;
-    SHOW(StringCutUnprintable((text = " ~\x1D\x1E\x1F\x1C").data()));  // = " ~\x1D\x1E\x1F"
-    SHOW(StringCutUnprintable((text = "b\x7F").data()));               // = "b"
-    SHOW(StringCutUnprintable((text = "c\x80").data()));               // = "c"
+    std::string text = "~\x1D\x1F \x80";
+    SHOW(StringCutUnprintable(text.data()));              // = "~\x1D\x1F "
+    SHOW(StringCutUnprintable((text = "a\x1C").data()));  // = "a"
+    SHOW(StringCutUnprintable((text = "b\x7F").data()));  // = "b"
     int a, b, c, d;
     SHOW(StringScanNumbers("010.0x1F.-2", &a, &b, &c, &d), a, b, c, d);  // = 3 8 31 -2 -1
-    SHOW(StringScanNumbers("", &a, &b, &c, &d), a, b, c, d);             // = -1 0 -1 -1 -1 -1
     SHOW(StringCountLines("\xFF\xFF", 1, '\xFF'));                       // = 1
     // | @ String: Found 1 lines with separator -1.
     SHOW(StringCountLines("\n", -1, '\n'));  // = 0
@@ -67,25 +55,21 @@ TEST(OptionString, IsEscapedCheckedAndRead) {
     SHOW(OptionEscape(text.data()), text);    // = "a\x1Eb\x1Dc\x1Fd\x1E"
     SHOW(OptionUnescape(text.data()), text);  // = "a,b=c d,"
     const std::string longest(1023, 'x'), tooLong(1024, 'x');
-    SHOW(OptionCheckValue(longest.c_str(), 0));                   // = 1
-    SHOW(OptionCheckValue(tooLong.c_str(), 0));                   // = -1
-    SHOW(OptionCheckValue(tooLong.c_str(), UINT32_MAX));          // = 1
-    SHOW(OptionCheckValue("abc", 3));                             // = -1
-    SHOW(OptionCheckValue("a=b", 0));                             // = -1
-    SHOW(OptionCheckValue(nullptr, UINT32_MAX));                  // = -1
-    SHOW(OptionCheckPair("key", "value", 5));                     // = -1
-    SHOW(OptionCheckPair("key", "value", 6));                     // = 1
-    SHOW(OptionCheckPair(tooLong.c_str(), "value", UINT32_MAX));  // = -1
-    SHOW(OptionMatchName("link,mode", "link"));                   // = 1
-    SHOW(OptionMatchName("linker", "link"));                      // = 0
-    SHOW(OptionMatchName("lin", "link"));                         // = 0
-    SHOW(OptionMatchName("a,b", "a,b"));                          // = 0
-    SHOW(OptionMatchName("", ""));                                // = 1
-    SHOW(OptionParseNumber("09x"));                               // = 9
-    SHOW(OptionParseNumber("9"));                                 // = 9
-    SHOW(OptionParseNumber("-1"));                                // = -1
-    SHOW(OptionParseNumber(":"));                                 // = -1
-    SHOW(OptionParseNumber("99999999999999999999"));              // = 2147483647 ERANGE
+    SHOW(OptionCheckValue(longest.c_str(), 0));           // = 1
+    SHOW(OptionCheckValue(tooLong.c_str(), 0));           // = -1
+    SHOW(OptionCheckValue(tooLong.c_str(), UINT32_MAX));  // = 1
+    SHOW(OptionCheckValue("abc", 3));                     // = -1
+    SHOW(OptionCheckValue(nullptr, UINT32_MAX));          // = -1
+    SHOW(OptionCheckPair("key", "value", 5));             // = -1
+    SHOW(OptionCheckPair("k=y", "value", 6));             // = -1
+    SHOW(OptionMatchName("link,mode", "link"));           // = 1
+    SHOW(OptionMatchName("linker", "link"));              // = 0
+    SHOW(OptionMatchName("a,b", "a,b"));                  // = 0
+    SHOW(OptionMatchName("", ""));                        // = 1
+    SHOW(OptionParseNumber("09x"));                       // = 9
+    SHOW(OptionParseNumber("9"));                         // = 9
+    SHOW(OptionParseNumber(":"));                         // = -1
+    SHOW(OptionParseNumber("99999999999999999999"));      // = 2147483647 ERANGE
 }
 
 // A whole scan: each answer with its argument, which is "kept" where nothing was stored, and what the globals hold.
@@ -114,7 +98,7 @@ TEST(OptionParser, ScansAVector) {
     SHOW(Scan(":f:", {"program", "-x", "-f"}));  // = "63 kept, 58 kept, -1 kept, index 3, letter 102"
     SHOW(Scan("f:", {"program", "-f"}));         // = "63 kept, -1 kept, index 2, letter 102"
     // | program: option requires an argument -- f
-    SHOW(Scan("\xE4", {"program", "-\xE4", "-"}));  // = "-28 nil, -1 kept, index 2, letter 45"
+    SHOW(Scan("\xE4", {"program", "-\xE4"}));  // = "-28 nil, -1 kept, index 2, letter -28"
     BSDopterr = 0;
     SHOW(Scan("f:", {"program", "-x", "-f"}));  // = "63 kept, 63 kept, -1 kept, index 3, letter 102"
     BSDopterr = 1;
@@ -124,16 +108,14 @@ TEST(OptionParser, ScansAVector) {
 TEST(TimeText, ShowsLocalTime) {
     const Variable zone("TZ", "EST5");
     tzset();
-    const timeval time{18 * 3600 + 5 * 60 + 9, 7512};
-    char buffer[26];
+    const timeval time{18 * 3600 + 5 * 60 + 9, 7512}, latest{5 * 3600 - 1, 999'999}, early{0, -1}, late{0, 1'000'000};
+    char buffer[17];
     Owned text;
     SHOW(TimeSetClockText(text = "old", &time), text);        // = "13:05:09 007.512"
     SHOW(TimeSetDateText(text = "old", &time.tv_sec), text);  // = "Thu Jan  1 13:05:09 1970"
-    const timeval latest{5 * 3600 - 1, 999'999}, none{0, 0}, wrong{0, -1}, late{0, 1'000'000};
-    SHOW(TimeClockText(buffer, &latest));  // = "23:59:59 999.999"
-    SHOW(TimeClockText(buffer, &none));    // = "19:00:00 000.000"
-    SHOW(TimeClockText(buffer, &wrong));   // = "19:00:00 -00.001"
-    SHOW(TimeClockText(buffer, &late));    // = "19:00:00 1000.00"
+    SHOW(TimeClockText(buffer, &latest));                     // = "23:59:59 999.999"
+    SHOW(TimeClockText(buffer, &early));                      // = "19:00:00 -00.001"
+    SHOW(TimeClockText(buffer, &late));                       // = "19:00:00 1000.00"
     timespec now{};
     SHOW(TimeGetClock(2, &now), now.tv_sec);                                               // = -1 EINVAL 0
     SHOW(TimeGetClock(CLOCK_REALTIME, &now), now.tv_sec / 1000 - ::time(nullptr) / 1000);  // = 0 0
@@ -147,28 +129,18 @@ TEST(Mutex, BelongsToItsHolderUntilUnlockedAsOften) {
         return taken;
     };
     mutex.Lock();
-    SHOW(mutex.TimedLock(0));  // = 1
-    SHOW(mutex.SpinLock());    // = 0
+    SHOW(mutex.SpinLock());  // = 0
     mutex.Unlock();
-    mutex.Unlock();
-    SHOW(elsewhere());  // = 0
-    mutex.Unlock();
-    SHOW(elsewhere());                                                           // = 1
-    SHOW(InChild([&mutex] { return mutex.TimedLock(0); }));                      // = 0
+    SHOW(elsewhere());                                                           // = 0
     SHOW(InChild([&mutex] { return mutex.Reset(), mutex.TimedLock(0); }) >> 8);  // = 1
-    const Failing failing("pthread_mutex_init", EAGAIN, 0, 2);
-    SHOW(static_cast<void>(Mutex()));  // =
-    // | @ Mutex: ERROR! Failed to initialize the mutex.
-    // | @ Failed to initialize the mutex.
-    SHOW(mutex.Reset());  // =
-    // | @ Mutex: ERROR! Failed to reset the mutex.
-    // | @ Failed to reset the mutex.
+    mutex.Unlock();
+    SHOW(elsewhere());  // = 1
 }
 
 TEST(Mutex, IsWaitedForUntilADeadlineOfTheRealTime) {
     constexpr auto nanoseconds = [](const timespec& time) { return time.tv_sec * 1'000'000'000LL + time.tv_nsec; };
     Mutex mutex;
-    for (const int milliseconds : {-5, 0, 1, 999, 2500}) {
+    for (const int milliseconds : {-5, 1, 999, 2500}) {
         timespec before, after;
         clock_gettime(CLOCK_REALTIME, &before);
         mutex.TimedLock(milliseconds);

@@ -28,8 +28,6 @@ class TempFolder {
 public:
     TempFolder() : path_(mkdtemp((std::filesystem::temp_directory_path() / "qvpost-XXXXXX").string().data())) {}
     ~TempFolder() { std::filesystem::remove_all(path_); }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
     std::string Path(const std::string& name) const { return path_ / name; }
 
 private:
@@ -56,8 +54,6 @@ public:
         close(old_);
         fclose(file_);
     }
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
     std::string Text() const {
         fflush(stderr);
         static const std::regex prefix(R"(\d+ \d+ \d\d:\d\d:\d\d \d{3}\.\d{3} )");
@@ -77,8 +73,6 @@ public:
         value != nullptr ? setenv(name, value, 1) : unsetenv(name);
     }
     ~Variable() { had_ ? setenv(name_, old_.c_str(), 1) : unsetenv(name_); }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
 
 private:
     const char* name_;

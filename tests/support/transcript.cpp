@@ -29,22 +29,16 @@ std::string Printable(const std::string& text) {
 
 int blocks = 0;  // of new[]
 
-// What every test gives back.
 class Resources : public testing::EmptyTestEventListener {
-    static auto Descriptors() {
+    static auto Count() {
         using Folder = std::filesystem::directory_iterator;
-        return std::distance(Folder("/proc/self/fd"), Folder());
+        return blocks + std::distance(Folder("/proc/self/fd"), Folder());
     }
-    void OnTestStart(const testing::TestInfo&) override {
-        blocks_ = blocks;
-        descriptors_ = Descriptors();
-    }
+    void OnTestStart(const testing::TestInfo&) override { count_ = Count(); }
     void OnTestEnd(const testing::TestInfo&) override {
-        EXPECT_EQ(blocks, blocks_);
-        EXPECT_EQ(Descriptors(), descriptors_);
+        EXPECT_EQ(Count(), count_) << "Descriptors or new[] blocks were not given back.";
     }
-    int blocks_ = 0;
-    std::ptrdiff_t descriptors_ = 0;
+    std::ptrdiff_t count_ = 0;
 };
 [[maybe_unused]] const bool watched = (testing::UnitTest::GetInstance()->listeners().Append(new Resources), true);
 
@@ -52,10 +46,7 @@ class Resources : public testing::EmptyTestEventListener {
 
 // Nothing may rely on what is in a new block.
 void* operator new[](size_t size) { return ++blocks, memset(malloc(size), '?', size); }
-void operator delete[](void* block) noexcept {
-    blocks -= block != nullptr ? 1 : 0;
-    free(block);
-}
+void operator delete[](void* block) noexcept { blocks -= block != nullptr ? 1 : 0, free(block); }
 void operator delete[](void* block, size_t) noexcept { operator delete[](block); }
 
 std::string transcript::Text(const char* text) { return text != nullptr ? '"' + Printable(text) + '"' : "null"; }
