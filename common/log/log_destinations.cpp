@@ -168,12 +168,12 @@ void Logger::Abandon() {
 }
 
 Logger::~Logger() {
-    if (leader_ == this) leader_ = nullptr;
     for (const Slot* slot : {&kLog, &kError, &kAux}) Reset(*slot);
     for (const Slot* slot : {&kLog, &kError, &kAux}) {
         delete (this->*slot->retired);
         this->*slot->retired = nullptr;
     }
+    if (leader_ == this) leader_ = nullptr;  // the reset above may have made it this one again
     delete nullStream_;
     nullStream_ = &std::clog;
     // Lines are logged through the Logger even after this. The compiler may drop the stores above as dead, since the
