@@ -5,8 +5,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+folder=${1:-build}
+cmake --build "$folder" --target common_test
 # Every failure is a patch of a few lines; the last of a file goes first, so that the numbers of the others stay right.
-{ "${1:-build}/tests/common/common_test" || true; } | sed -nE "s,^(---|\+\+\+) $PWD/,\1 ,p; /^@@ /p; /^[-+] /p" |
+{ "$folder/tests/common/common_test" || true; } | sed -nE "s,^(---|\+\+\+) $PWD/,\1 ,p; /^@@ /p; /^[-+] /p" |
     awk '/^--- / { file = $0 } /^@@ / { printf "\n%d\t%s\1+%s", substr($2, 2), file, substr(file, 2) }
          !/^(---|\+\+\+) / { printf "\1%s", $0 }' |
     sort -rn | cut -f 2- | tr '\1' '\n' | patch -p0 --no-backup-if-mismatch

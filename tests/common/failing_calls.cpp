@@ -43,9 +43,7 @@ CALL(hostent*, gethostbyname, (const char* a), Failed(nullptr), __real_gethostby
 CALL(int, getpwnam_r, (const char* a, passwd* b, char* c, size_t d, passwd** e), number,
      __real_getpwnam_r(a, b, c, d, e))
 CALL(int, kill, (pid_t a, int b), Failed(-1), __real_kill(a, b))
-CALL(void*, malloc, (size_t a), Failed(nullptr), __real_malloc(a))
 CALL(int, nice, (int a), Failed(-1), __real_nice(a))
-CALL(int, pthread_cancel, (pthread_t a), number, __real_pthread_cancel(a))
 CALL(int, pthread_create, (pthread_t * a, const pthread_attr_t* b, void* (*c)(void*), void* d), number,
      __real_pthread_create(a, b, c, d))
 CALL(int, pthread_kill, (pthread_t a, int b), number, __real_pthread_kill(a, b))
@@ -54,7 +52,6 @@ CALL(int, pthread_mutex_timedlock, (pthread_mutex_t * a, const timespec* b), 0,
 CALL(ssize_t, read, (int a, void* b, size_t c), Failed(-1), __real_read(a, b, c))
 CALL(int, setpriority, (int a, id_t b, int c), Failed(-1), __real_setpriority(a, b, c))
 CALL(int, setsockopt, (int a, int b, int c, const void* d, socklen_t e), Failed(-1), __real_setsockopt(a, b, c, d, e))
-CALL(int, socketpair, (int a, int b, int c, int* d), Failed(-1), __real_socketpair(a, b, c, d))
 CALL(int, uname, (utsname * a), Failed(-1), (strcpy(a->sysname, systemName), strcpy(a->release, systemRelease), 0))
 CALL(int, usleep, (useconds_t a), Failed(-1), (microsecondsSlept += a, 0))
 CALL(ssize_t, write, (int a, const void* b, size_t c), Failed(-1), __real_write(a, b, std::min(c, mostWritten)))
