@@ -37,6 +37,7 @@ int StringHasDotDot(const char* path) {
 }
 
 int StringScanNumbers(const char* text, int* a, int* b, int* c, int* d) {
+    const KeptErrno kept;  // sscanf clears it at the end of the text
     *a = *b = *c = *d = -1;
     return sscanf(text, "%i.%i.%i_%i", a, b, c, d);
 }
