@@ -1,3 +1,4 @@
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <netinet/tcp.h>
@@ -19,7 +20,6 @@ TEST(File, PathsAreJoinedAndAskedAbout) {
     SHOW(Owned{FileJoinPath("/tmp/", "a")});  // = "/tmp//a"
     SHOW(Owned{FileJoinPath("", "a")});       // = "a"
     SHOW(Owned{FileJoinPath(nullptr, "")});   // = null
-    SHOW(FileIsDirectory(nullptr, "none"));   // = 0 ENOENT
     SHOW(FileIsDirectory(nullptr, "ten/x"));  // = -1 ENOTDIR
     SHOW(FileIsRegular(".", "ten"));          // = 1
     SHOW(FileIsRegular("/dev", "null"));      // = 0
@@ -53,8 +53,9 @@ TEST(File, LinesAreReadAndStringsWrittenPieceByPiece) {
     SHOW((Failing("read", EINTR, 1), FileReadLine(ends[0], text, 16)) - text, text);  // = 3 EINTR "ab\x0A"
     SHOW(FileReadLine(ends[0], text, 5) - text, text);                                // = 4 "long"
     SHOW((Failing("read", EISDIR), FileReadLine(ends[0], text, 16)));                 // = null EISDIR
-    SHOW(FileReadLine(ends[0], text, 16) - text, text);                               // = 1 "\x0A"
-    SHOW(FileReadLine(ends[0], text, 16));                                            // = "" EIO
+    SHOW(FileReadLine(ends[0], text, 2) - text, text);                                // = 1 "\x0A"
+    SHOW(FileReadLine(ends[0], text, 16) - text, text);                               // = 3 EIO "cdg"
+    SHOW(FileReadLine(ends[0], text, 16));                                            // = null EIO
     close(ends[0]);
     SHOW(FileGetBytesWritable(3));  // = -1 ENOSYS
     // | @ File: WARNING! Can't query the bytes writable to FD#3.
@@ -114,19 +115,11 @@ TEST(SocketOptions, AreMissingSilentlyAndFailOnBothStreams) {
     // | @ Socket: ERROR! Error is 9 'Bad file descriptor'.
     // | Error: Failed to set TCP_CORK to 1 on FD#-1.
     // | Error: Error is 9 'Bad file descriptor'.
-    SHOW(SocketGetOption(0, 1));  // = -1 ENOSYS
-    // | @ Socket: WARNING! Query for option 1 not implemented.
-    // | @ Socket: ERROR! Query failed for option 1 on FD#0.
-    // | Error: Query failed for option 1 on FD#0.
-    // | @ Socket: ERROR! Error is 38 'Function not implemented'.
-    // | Error: Error is 38 'Function not implemented'.
     logger_.mode_ = 2;             // of the others the level lines alone
     SHOW(SocketSetLinger(-1, 5));  // = -1 EBADF
     // | Error: Failed to set SO_LINGER values to 1 and 5 on FD#-1. Error is 9 'Bad file descriptor'.
     SHOW(SocketGetBytesQueued(-1));  // = -1 EBADF
     // | Error: Failed to get bytes queued on FD#-1. Error is 9 'Bad file descriptor'.
-    SHOW(SocketGetError(-1));  // = -1 EBADF
-    // | Error: Failed to get the SO_ERROR option for FD#-1. Error is 9 'Bad file descriptor'.
     logger_.mode_ = 1;
 }
 
@@ -156,7 +149,6 @@ int Level(const char* name, const char* release) {
 
 TEST(SocketSystem, LevelFollowsNameAndRelease) {
     SHOW(Level("Linux", "2.4.37"));                            // = 3
-    SHOW(Level("Linux", "2.8.0"));                             // = 4
     SHOW(Level("Linux", "2.6"));                               // = 5
     SHOW(Level("linux", "2.6.1"));                             // = 0
     SHOW(Level("SunOS", "5"));                                 // = 1
@@ -176,17 +168,9 @@ void Resolve(int error) {
 TEST(SocketAddress, IsLookedUp) {
     SHOW(SocketResolveText("127.0.0.1"));                                        // = "127.0.0.1"
     SHOW((Failing("gethostbyname", TRY_AGAIN), SocketResolveText("10.1.2.3")));  // = "10.1.2.3" ENOENT
-    SHOW(SocketResolveName(nullptr));                                            // = null
-    // | @ Socket: ERROR! Wrong IPv4 dotted-decimal address 'nil'.
-    // | Error: Wrong IPv4 dotted-decimal address 'nil'.
-    SHOW(SocketResolveAddress(""));  // = 0 EADDRNOTAVAIL
-    SHOW(Resolve(HOST_NOT_FOUND));   // = EADDRNOTAVAIL
-    // | @ Socket: ERROR! Failed to resolve address 'host'.
-    // | Error: Failed to resolve address 'host'.
-    // | @ Socket: ERROR! Error is 1 'The specified host is unknown'.
-    // | Error: Error is 1 'The specified host is unknown'.
-    logger_.mode_ = 2;       // of the others the level lines alone
-    SHOW(Resolve(NO_DATA));  // = EADDRNOTAVAIL
+    SHOW(SocketResolveAddress(""));                                              // = 0 EADDRNOTAVAIL
+    logger_.mode_ = 2;                                                           // of the others the level lines alone
+    SHOW(Resolve(NO_DATA));                                                      // = EADDRNOTAVAIL
     // | Error: Failed to resolve address 'host'.
     // | Error: Error is 4 'Host does not have an IP address'.
     SHOW(Resolve(77));  // = EADDRNOTAVAIL
@@ -202,32 +186,27 @@ TEST(SocketAddress, OfBothEndsIsTold) {
     sockaddr_storage end{};
     auto* const address = reinterpret_cast<sockaddr_in6*>(&end);
     address->sin6_family = AF_INET6;
-    address->sin6_addr.s6_addr[10] = address->sin6_addr.s6_addr[11] = 0xFF;
-    address->sin6_addr.s6_addr[12] = 127;
+    inet_pton(AF_INET6, "::ffff:127.0.0.1", &address->sin6_addr);
     socklen_t length = sizeof *address;
     Owned local, remote;
-    int localPort, remotePort;
+    int port, remotePort;
     bind(kOther, reinterpret_cast<sockaddr*>(address), length);
     listen(kOther, 1);
-    SHOW(SocketGetNetworkInfo(kOther, local, &localPort, remote, &remotePort), local, remote,
-         remotePort);  // = -1 ENOTCONN "127.0.0.0" "UNKNOWN" -1
-    // | @ Socket: ERROR! Can't get the remote host info for FD#71.
+    logger_.mode_ = 2;
+    SHOW(SocketGetNetworkInfo(kOther, local, &port, remote, &remotePort), local, remote,
+         remotePort);  // = -1 ENOTCONN "127.0.0.1" "UNKNOWN" -1
     // | Error: Can't get the remote host info for FD#71.
-    // | @ Socket: ERROR! Error is 107 'Transport endpoint is not connected'.
     // | Error: Error is 107 'Transport endpoint is not connected'.
-    // | @ Socket: ERROR! Can't get the remote host for FD#71.
     // | Error: Can't get the remote host for FD#71.
-    // | @ Socket: ERROR! Error is 107 'Transport endpoint is not connected'.
     // | Error: Error is 107 'Transport endpoint is not connected'.
-    // | @ Socket: ERROR! Failed to collect network information for FD#71.
     // | Error: Failed to collect network information for FD#71.
-    address->sin6_port = htons(static_cast<uint16_t>(localPort));
+    logger_.mode_ = 1;
+    address->sin6_port = htons(static_cast<uint16_t>(port));
     connect(kOne, reinterpret_cast<sockaddr*>(address), length);
     local = nullptr;
     remote = nullptr;
-    SHOW(SocketGetNetworkInfo(kOne, local, &localPort, remote, &remotePort), local,
-         remote);                                                                     // = 1 "127.0.0.1" "127.0.0.0"
-    SHOW(remotePort - SocketGetPort(kOther, 1), localPort - SocketGetPort(kOne, 1));  // = 0 0
+    SHOW(SocketGetNetworkInfo(kOne, local, &port, remote, &remotePort), local, remote);  // = 1 "127.0.0.1" "127.0.0.1"
+    SHOW(remotePort - SocketGetPort(kOther, 1), port - SocketGetPort(kOne, 1));          // = 0 0
     SHOW(SocketUnmapAddress(&end, &length), length, end.ss_family, ntohs(address->sin6_port) - remotePort);  // = 16 2 0
 }
 

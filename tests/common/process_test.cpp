@@ -12,6 +12,9 @@
 
 namespace {
 
+// What leaves any number in errno: look-ups that succeed, and calls around the one that is shown.
+auto AnyErrno(auto result) { return errno = transcript::kUnchanged, result; }
+
 // Which of the files 0 to 4, open under these numbers here, a child has open, in the order of its descriptors.
 std::string Placed(int input, int output, int error) {
     const CurrentFolder folder;
@@ -21,7 +24,7 @@ std::string Placed(int input, int output, int error) {
         const char* const words[] = {"/bin/sh", "sh", "-c", "(readlink /proc/$$/fd/* >report); :", nullptr};
         return waitpid(ProcessCreate("", words, nullptr, input, output, error, 0, 1), nullptr, 0);
     });
-    return std::regex_replace(ReadFile("report"), std::regex("[^\n]*/|\n"), "");
+    return AnyErrno(std::regex_replace(ReadFile("report"), std::regex("[^\n]*/|\n"), ""));
 }
 
 TEST(ProcessCreate, PlacesStreamsAndClosesEachDescriptorOnce) {
@@ -44,9 +47,10 @@ std::string Ran(std::vector<const char*> words, const char* const* environment, 
     close(ends[1]);
     read(ends[0], &reported, sizeof reported);
     close(ends[0]);
-    const std::string text = ReadFile("/proc/self/fd/" + std::to_string(fileno(out)));
+    std::string text = std::to_string(ProcessExitCode(status)) + " " + std::to_string(reported) + " ";
+    text += ReadFile("/proc/self/fd/" + std::to_string(fileno(out)));
     fclose(out);
-    return transcript::Texts(ProcessExitCode(status), reported, text);
+    return AnyErrno(text);
 }
 
 TEST(ProcessCreate, RunsTheFirstParameterUnderItsNameAndEnvironment) {
@@ -54,17 +58,17 @@ TEST(ProcessCreate, RunsTheFirstParameterUnderItsNameAndEnvironment) {
     WriteFile("program", "#!/bin/sh\necho $1 $X\nexit 7\n");
     const Variable path("PATH", ".:/usr/bin:/bin"), x("X", "own");
     const char* const environment[] = {"X=given", nullptr};
-    SHOW(Ran({"program", "name", "a"}, nullptr));  // = " 13 13 """
+    SHOW(Ran({"program", "name", "a"}, nullptr));  // = "13 13 "
     chmod("program", 0700);
-    SHOW(Ran({"program", "name", "a"}, nullptr));                     // = " 7 -1 "a own\x0A""
-    SHOW(Ran({"./program", "name", "a"}, environment));               // = " 7 -1 "a given\x0A""
-    SHOW(Ran({"sh", "renamed", "-c", "echo $0; kill $$"}, nullptr));  // = " 4 -1 "renamed\x0A""
-    SHOW(Ran({"sh", "sh"}, environment));                             // = " 2 2 """
-    SHOW(Ran({"nice", "nice"}, nullptr, 5));                          // = " 0 -1 "5\x0A""
-    SHOW(Ran({"nice", "nice"}, nullptr, ProcessPriorityLowest));      // = " 0 -1 "19\x0A""
+    SHOW(Ran({"program", "name", "a"}, nullptr));                     // = "7 -1 a own\x0A"
+    SHOW(Ran({"./program", "name", "a"}, environment));               // = "7 -1 a given\x0A"
+    SHOW(Ran({"sh", "renamed", "-c", "echo $0; kill $$"}, nullptr));  // = "4 -1 renamed\x0A"
+    SHOW(Ran({"sh", "sh"}, environment));                             // = "2 2 "
+    SHOW(Ran({"nice", "nice"}, nullptr, 5));                          // = "0 -1 5\x0A"
+    SHOW(Ran({"nice", "nice"}, nullptr, ProcessPriorityLowest));      // = "0 -1 19\x0A"
     ASSERT_EQ(seteuid(getuid() == 0 ? 65534 : getuid()), 0);
-    EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr), transcript::Texts(0, -1, std::to_string(geteuid()) + "\n"));
-    EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr, 0, 0), transcript::Texts(0, -1, std::to_string(getuid()) + "\n"));
+    EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr), "0 -1 " + std::to_string(geteuid()) + "\n");
+    EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr, 0, 0), "0 -1 " + std::to_string(getuid()) + "\n");
     ASSERT_EQ(seteuid(getuid()), 0);
 }
 
@@ -114,9 +118,6 @@ TEST(Process, IsWatchedJudgedAndEnded) {
     SHOW(InChild([] { return LogContinue() << "last", ProcessDetach(), 0; }));  // = 0
     // | last
 }
-
-// A look-up that succeeds may leave any number.
-auto AnyErrno(auto result) { return errno = transcript::kUnchanged, result; }
 
 TEST(ProcessAccounts, AreLookedUp) {
     passwd user;

@@ -39,6 +39,7 @@ TEST(StringText, IsTestedScannedAndEscaped) {
     SHOW(StringCutUnprintable((text = "a\x1C").data()));  // = "a"
     int a, b, c, d;
     SHOW(StringScanNumbers("010.0x1F.-2", &a, &b, &c, &d), a, b, c, d);  // = 3 8 31 -2 -1
+    SHOW(StringScanNumbers("", &a, &b, &c, &d), a, b, c, d);             // = -1 -1 -1 -1 -1
     SHOW(StringCountLines("\xFF\xFF", 1, '\xFF'));                       // = 1
     // | @ String: Found 1 lines with separator -1.
     SHOW(StringCountLines("\n", -1, '\n'));  // = 0
