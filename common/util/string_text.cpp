@@ -1,5 +1,6 @@
 #include "common/util/string_text.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -37,9 +38,11 @@ int StringHasDotDot(const char* path) {
 }
 
 int StringScanNumbers(const char* text, int* a, int* b, int* c, int* d) {
-    const KeptErrno kept;  // sscanf clears it at the end of the text
+    const int error = errno;  // sscanf clears it at the end of the text
     *a = *b = *c = *d = -1;
-    return sscanf(text, "%i.%i.%i_%i", a, b, c, d);
+    const int count = sscanf(text, "%i.%i.%i_%i", a, b, c, d);
+    errno = error;
+    return count;
 }
 
 char* StringAddressText(char* buffer, uint32_t address) {

@@ -115,7 +115,7 @@ TEST(Process, IsWatchedJudgedAndEnded) {
     // | last
     SHOW(InChild([] { return LogContinue() << "last", ProcessKillSelf(), 0; }));  // = 9
     // | last
-    SHOW(InChild([] { return LogContinue() << "last", ProcessDetach(), 0; }));  // = 0
+    SHOW(InChild([] { return LogContinue() << "last", ProcessDetach(), logger_.mode_ = 0; }));  // = 0
     // | last
 }
 
