@@ -24,12 +24,13 @@ def signal_ends_between_two_lines():
     row = {"before": "rm list; mkfifo list", "options": "-f list", "exit": "4", "log": "signal 'SIGTERM'."}
     with Installation() as installation:
         installation.start(row)
-        with open(installation.at("list"), "w") as updates:
-            print("source=new/one,destination=app/one", file=updates, flush=True)
+        installation.await_log("Updating files")
+        with open(installation.at("list"), "rb+", buffering=0) as updates:  # for reading, too: nobody else may be left
+            updates.write(b"source=new/one,destination=app/one\n")
             installation.await_log("Renaming 'new/one' as 'app/one'.")
             os.kill(installation.run.pid, signal.SIGTERM)
-            print("source=new/two,destination=app/two\nnever read", file=updates)
-        installation.check(row)
+            updates.write(b"source=new/two,destination=app/two\nnever read")
+            installation.check(row)
 
 
 def long_destinations_lose_nothing():
