@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
 
-need g++ cmake ninja-build libgtest-dev
+need g++ cmake ninja-build libgtest-dev python3
 folder=$(build_folder "$@")
 say "Building in $folder"
 build "$folder" -DBUILD_TESTING=ON "$@"

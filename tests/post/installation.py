@@ -49,6 +49,8 @@ class Installation:
         return self
 
     def __exit__(self, *failure):
+        if self.run.poll() is None:
+            self.run.kill()
         shutil.rmtree(self.root)
 
     def at(self, name):
@@ -70,11 +72,12 @@ class Installation:
     def wait(self):
         """The exit code, or less than 0 for a signal. Until then all that have the standard output have ended, too."""
         if self.run.returncode is None:
-            self.run.communicate()
+            self.run.communicate(timeout=300)
         return self.run.returncode
 
     def await_log(self, text):
         while text not in self.log():
+            assert self.run.poll() is None, self.log()
             time.sleep(0.001)
 
     def check(self, expected, transcript=None):
