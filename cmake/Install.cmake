@@ -1,10 +1,12 @@
-# What `cmake --install` puts where, in two components: `program` (qvpost and its manual) and `library` (qvcommon for
+# What `cmake --install` puts where, in two components: `program` (qvpost, qvpost-list and their manual) and `library` (qvcommon for
 # the programs of others).
 include(CMakePackageConfigHelpers)
 
 # qvpost goes into libexec/, out of the reach of PATH: updaters start it by its full path, nobody types it, and typed
 # without arguments in a shell that has QV_SYSTEM set it would run the setup script of that installation.
 install(TARGETS qvpost RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR} COMPONENT program)
+# qvpost-list is for people too, who check a list or mend an update.
+install(TARGETS qvpost-list RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
 
 find_program(GZIP gzip REQUIRED)
 # Manual pages and change logs are installed compressed, without a time stamp, so that two builds are the same.

@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr char kOptions[] = "f:s:c:p:v:ri";
-
 struct TextOption {
     char letter;
     char* PostData::*field;
@@ -57,7 +55,7 @@ void ReadPid() {
 
 void PostMainReadOptions(int argc, char** argv) {
     int letter;
-    while ((letter = BSDgetopt(argc, argv, kOptions)) != -1) {
+    while ((letter = BSDgetopt(argc, argv, kPostMainOptions)) != -1) {
         if (ReadText(letter)) {
             if (letter == 's') postData_.serverGiven = 1;
         } else if (letter == 'p') {

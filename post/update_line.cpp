@@ -39,7 +39,7 @@ UpdateLineFault UpdateParseLine(char* line, UpdateEntry* entry) {
 
 void UpdateNameBackup(UpdateEntry* entry) {
     StringReset(&entry->backup);
-    StringAdd(&entry->backup, entry->destination, ".temporary", nullptr, nullptr);
+    StringAdd(&entry->backup, entry->destination, kUpdateBackupSuffix, nullptr, nullptr);
 }
 
 const char* UpdateBackupName::With(int number) {

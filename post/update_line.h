@@ -39,7 +39,10 @@ std::ostream& operator<<(std::ostream& out, const UpdateLineFault& fault);
 /// entry, decoded. Of a key that stands there twice the later value counts.
 UpdateLineFault UpdateParseLine(char* line, UpdateEntry* entry);
 
-/// Sets the backup name of an entry: its destination and ".temporary".
+/// What stands behind the name of a destination in its backup name.
+inline constexpr char kUpdateBackupSuffix[] = ".temporary";
+
+/// Sets the backup name of an entry: its destination and the suffix.
 void UpdateNameBackup(UpdateEntry* entry);
 
 /// How many numbered variants of a backup name, from 1 on, are cleared before a line like the name itself, and how many
@@ -64,8 +67,9 @@ public:
 
     const char* With(int number);
 
-private:
     static constexpr size_t kLimit = 1022;
+
+private:
     const bool suffixCut_;
     const size_t stem_;
     char text_[kLimit + 1];
