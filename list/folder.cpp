@@ -1,5 +1,6 @@
 #include "list/folder.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 
 namespace {
 
@@ -63,6 +65,24 @@ int OpenFolder::Enter(const char* path) {
     descriptor_ = open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     error_ = descriptor_ == -1 ? errno : 0;
     return error_;
+}
+
+FolderNames::FolderNames(const std::string& folder) {
+    DIR* const names = opendir(folder.c_str());
+    if (names == nullptr) {
+        isRead_ = errno == ENOENT || errno == ENOTDIR;
+        return;
+    }
+    errno = 0;
+    while (const dirent* entry = readdir(names)) hashes_.push_back(std::hash<std::string_view>()(entry->d_name));
+    isRead_ = errno == 0;
+    closedir(names);
+    std::sort(hashes_.begin(), hashes_.end());
+    hashes_.shrink_to_fit();
+}
+
+bool FolderNames::MayHold(std::string_view name) const {
+    return !isRead_ || std::binary_search(hashes_.begin(), hashes_.end(), std::hash<std::string_view>()(name));
 }
 
 int FolderFlushFileSystem(const std::string& folder) { return Flush(folder.c_str(), syncfs); }

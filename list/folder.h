@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "list/update_set.h"
 
@@ -44,6 +45,21 @@ private:
     int descriptor_ = -1;
     int error_ = 0;
     bool changed_ = false;
+};
+
+/// The names in a folder, for questions that are mostly answered with no: a line has thirteen names, and seldom more
+/// than two of them are there.
+class FolderNames {
+public:
+    /// Reads the folder. One that can't be read may hold any name; one that isn't there holds none.
+    explicit FolderNames(const std::string& folder);
+
+    /// Nearly always false for a name that the folder didn't have; a name that it had is never denied.
+    bool MayHold(std::string_view name) const;
+
+private:
+    bool isRead_ = true;
+    std::vector<size_t> hashes_;  // sorted
 };
 
 /// Brings everything to the disk that was written to the file system of a folder. Returns 0 or errno.

@@ -1,13 +1,12 @@
 #include "list/mend.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <iostream>
-#include <memory>
+#include <string_view>
 #include <utility>
 
 #include "list/message.h"
@@ -15,80 +14,57 @@
 
 namespace {
 
-// A backup name without its folder.
-class BackupOf {
+// The last names of a destination and its backups.
+class LastName {
 public:
-    BackupOf(const char* destination, int name) : text_(FileNameOf(destination)) {
-        text_ += kUpdateBackupSuffix;
+    explicit LastName(const char* destination) : text_(FileNameOf(destination)), stem_(text_.size()) {}
+
+    // Until it is asked again.
+    const char* Of(size_t name) {
+        text_.resize(stem_);
+        if (name >= kBackupName) text_ += kUpdateBackupSuffix;
         if (name > kBackupName) text_ += std::to_string(name - kBackupName);
+        return text_.c_str();
     }
-    const char* Get() const { return text_.c_str(); }
 
 private:
     std::string text_;
+    const size_t stem_;
 };
 
-// Nothing is there when a folder isn't, either.
-int LookFor(const OpenFolder& folder, int folderError, const char* name, std::optional<FileIdentity>* sighting) {
-    FileSeen seen;
-    const int error = folderError != 0 ? folderError : FileLook(folder.Get(), name, &seen);
-    if (error == 0) *sighting = seen.identity;
-    return error == ENOENT || error == ENOTDIR ? 0 : error;
-}
-
-std::string NameOf(const Update& update, int name) {
+std::string NameOf(const Update& update, size_t name) {
     if (name == kSourceName) return update.source;
-    const std::string destination = update.destination;
-    return name == kDestinationName
-               ? destination
-               : destination.substr(0, destination.rfind('/') + 1) + BackupOf(update.destination, name).Get();
+    const std::string_view path = update.destination;
+    return std::string(path.substr(0, path.rfind('/') + 1)) + LastName(update.destination).Of(name);
 }
 
 }  // namespace
 
-// Goes to the folder of a destination; of one that is new it is noted which backup names there are, so that they are
-// looked for under those that may be there alone.
-bool Mending::EnterDestination(const Update& update) {
-    const int error = destination_.Enter(update.destination);
-    if (error != 0)
-        return error == ENOENT || error == ENOTDIR || RefuseFile("open", destination_.Path().c_str(), error);
-    if (!destination_.Changed()) return true;
-    const auto [at, isNew] = backupsIn_.try_emplace(destination_.Path(), kPlain | kNumbered);
-    if (!isNew) return true;
-    FileSeen folder;
-    if (FileLook(destination_.Get(), ".", &folder) == 0) fileSystems_.try_emplace(folder.device, destination_.Path());
-    const std::unique_ptr<DIR, int (*)(DIR*)> names(opendir(destination_.Path().c_str()), closedir);
-    if (names == nullptr) return true;  // any may be there
-    at->second = 0;
-    while (const dirent* entry = readdir(names.get())) {
-        const char* suffix = entry->d_name;
-        const char* last = nullptr;
-        while ((suffix = strstr(suffix, kUpdateBackupSuffix)) != nullptr) {
-            suffix += strlen(kUpdateBackupSuffix);
-            last = suffix;
-        }
-        if (last != nullptr) at->second |= *last == '\0' ? kPlain : kNumbered;
-    }
+// Nothing lies in a folder that isn't there.
+bool Mending::Enter(const char* path, Place* place) {
+    const int error = place->open.Enter(path);
+    const auto& folder = place->open.Path();
+    if (error != 0 && error != ENOENT && error != ENOTDIR) return RefuseFile("open", folder.c_str(), error);
+    if (place->names != nullptr && !place->open.Changed()) return true;
+    place->names = &namesIn_.try_emplace(folder, folder).first->second;
+    FileSeen seen;
+    if (error == 0 && FileLook(place->open.Get(), ".", &seen) == 0) fileSystems_.try_emplace(seen.device, folder);
     return true;
 }
 
 bool Mending::LookAtLine(const Update& update, LineSightings* sightings) {
-    if (!EnterDestination(update)) return false;
-    const auto look = [&](const OpenFolder& folder, int folderError, const char* name, int at) {
-        const int error = LookFor(folder, folderError, name, &(*sightings)[static_cast<size_t>(at)]);
-        return error == 0 || RefuseFile("look at", NameOf(update, at).c_str(), error);
+    if (!Enter(update.source, &source_) || !Enter(update.destination, &destination_)) return false;
+    const auto look = [&](const Place& place, const char* name, size_t at) {
+        FileSeen seen;
+        if (!place.names->MayHold(name)) return true;
+        const int error = FileLook(place.open.Get(), name, &seen);
+        if (error == 0) (*sightings)[at] = seen.identity;
+        return error == 0 || error == ENOENT || RefuseFile("look at", NameOf(update, at).c_str(), error);
     };
-    const int error = destination_.Get() == -1 ? ENOENT : 0;
-    const auto found = backupsIn_.find(destination_.Path());
-    const uint8_t backups = found == backupsIn_.end() ? 0 : found->second;
-    if (!look(source_, source_.Enter(update.source), FileNameOf(update.source), kSourceName) ||
-        !look(destination_, error, FileNameOf(update.destination), kDestinationName)) {
-        return false;
-    }
-    for (int name = kBackupName; name < kLineNames; ++name) {
-        if ((backups & (name == kBackupName ? kPlain : kNumbered)) == 0) continue;
-        if (name > kBackupName && (*sightings)[kBackupName] == update.oldFile) break;
-        if (!look(destination_, error, BackupOf(update.destination, name).Get(), name)) return false;
+    if (!look(source_, FileNameOf(update.source), kSourceName)) return false;
+    LastName last(update.destination);
+    for (size_t name = kDestinationName; name < kLineNames; ++name) {
+        if (!look(destination_, last.Of(name), name)) return false;
     }
     return true;
 }
@@ -131,16 +107,17 @@ void Mending::Show() const {
         std::cout << "destination " << Quoted{update.destination} << ": " << kWords[static_cast<int>(where.destination)]
                   << ", source " << Quoted{update.source} << ": " << kWords[static_cast<int>(where.source)];
         if (where.backup != 0) {
-            std::cout << ", backup " << Quoted{NameOf(update, where.backup).c_str()} << ": the old file";
+            std::cout << ", backup " << Quoted{NameOf(update, static_cast<size_t>(where.backup)).c_str()}
+                      << ": the old file";
         }
         std::cout << '\n';
     }
 }
 
 bool Mending::Act(const Update& update, Step step, int8_t backup, bool act) {
-    const auto name = [&](int of) { return NameOf(update, of); };
+    const auto name = [&](size_t of) { return NameOf(update, of); };
     const bool isRename = step == kReturnNew || step == kRestoreOld;
-    int from = backup, to = kDestinationName;
+    auto from = static_cast<size_t>(backup), to = size_t{kDestinationName};
     if (step == kReturnNew) {
         from = kDestinationName;
         to = kSourceName;
@@ -150,15 +127,13 @@ bool Mending::Act(const Update& update, Step step, int8_t backup, bool act) {
     if (isRename) std::cout << " as " << Quoted{name(to).c_str()};
     std::cout << '\n';
     if (!act) return true;
-    const BackupOf backupName(update.destination, backup);
-    const auto place = [&](int of) {
-        return of == kSourceName        ? std::pair(source_.Get(), FileNameOf(update.source))
-               : of == kDestinationName ? std::pair(destination_.Get(), FileNameOf(update.destination))
-                                        : std::pair(destination_.Get(), backupName.Get());
+    LastName last[] = {LastName(update.destination), LastName(update.destination)};
+    const auto folder = [&](size_t of) { return of == kSourceName ? source_.open.Get() : destination_.open.Get(); };
+    const auto text = [&](size_t of, LastName& here) {
+        return of == kSourceName ? FileNameOf(update.source) : here.Of(of);
     };
-    const auto [fromFolder, fromName] = place(from);
-    const auto [toFolder, toName] = place(to);
-    const int result = isRename ? renameat(fromFolder, fromName, toFolder, toName) : unlinkat(fromFolder, fromName, 0);
+    const int result = isRename ? renameat(folder(from), text(from, last[0]), folder(to), text(to, last[1]))
+                                : unlinkat(folder(from), text(from, last[0]), 0);
     return result == 0 || RefuseFile(isRename ? "rename" : "remove", name(from).c_str(), errno);
 }
 
@@ -168,11 +143,11 @@ bool Mending::Work(bool act) {
         if ((steps & ~unsigned{kReplaced}) == kNothing) continue;
         const Update& update = set_.updates[i];
         if (act) {
-            destination_.Enter(update.destination);
-            int error = source_.Enter(update.source);
+            destination_.open.Enter(update.destination);
+            int error = source_.open.Enter(update.source);
             if (error != 0 && (steps & kReturnNew) != 0) {
                 error = FolderMakeFor(update.source, "");
-                if (error == 0) error = source_.Enter(update.source);
+                if (error == 0) error = source_.open.Enter(update.source);
                 if (error != 0) return RefuseFile("make the folder of", update.source, error);
             }
         }

@@ -42,9 +42,14 @@ private:
         Whereabouts where;
         LinePlan plan;
     };
-    enum Backups : uint8_t { kPlain = 1, kNumbered = 2 };
 
-    bool EnterDestination(const Update& update);
+    // A folder that is being looked at, and what is in it.
+    struct Place {
+        OpenFolder open;
+        const FolderNames* names = nullptr;
+    };
+
+    bool Enter(const char* path, Place* place);
     bool LookAtLine(const Update& update, LineSightings* sightings);
     bool Act(const Update& update, Step step, int8_t backup, bool act);
     uint8_t Steps(const Line& line) const { return Reachable() == Version::Old ? line.plan.back : line.plan.forward; }
@@ -53,8 +58,8 @@ private:
     std::vector<Line> lines_;
     uint8_t back_ = 0, forward_ = 0;  // the steps of all lines
     bool isNewSomewhere_ = false;
-    OpenFolder source_, destination_;
-    std::unordered_map<std::string, uint8_t> backupsIn_;     // what backup names a folder has
+    Place source_, destination_;
+    std::unordered_map<std::string, FolderNames> namesIn_;   // by folder
     std::unordered_map<uint64_t, std::string> fileSystems_;  // a folder of each
 };
 

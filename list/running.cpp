@@ -1,12 +1,12 @@
 #include "list/running.h"
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <memory>
-#include <string_view>
 #include <vector>
 
 #include "common/util/option_parser.h"
@@ -15,9 +15,16 @@
 
 namespace {
 
+// Empty for a process that has gone meanwhile.
 std::string CommandLine(const std::string& process) {
-    std::ifstream file(process + "/cmdline", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::string text;
+    const int file = open((process + "/cmdline").c_str(), O_RDONLY | O_CLOEXEC);
+    char buffer[4096];
+    for (ssize_t size; file != -1 && (size = read(file, buffer, sizeof buffer)) > 0;) {
+        text.append(buffer, static_cast<size_t>(size));
+    }
+    if (file != -1) close(file);
+    return text;
 }
 
 // The list that a command line gives to qvpost, as qvpost reads it; null when it is that of another program.
