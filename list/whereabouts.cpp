@@ -10,7 +10,8 @@ static_assert(kLineNames <= 16);
 constexpr Names kSourceSet = 1 << kSourceName;
 constexpr Names kDestinationSet = 1 << kDestinationName;
 constexpr Names kAll = (1 << kLineNames) - 1;
-constexpr Names kOldNames = kAll & ~kSourceSet;            // where a run puts the old file
+constexpr Names kBackupSet = kAll & ~(kSourceSet | kDestinationSet);
+constexpr Names kOldNames = kDestinationSet | kBackupSet;  // where a run puts the old file
 constexpr Names kNewNames = kSourceSet | kDestinationSet;  // and the new one
 
 bool IsSame(const FileIdentity& a, const FileIdentity& b) { return a == b; }
@@ -61,6 +62,9 @@ Whereabouts IdentifyFiles(const Update& update, const LineSightings& sightings) 
     Role fresh{.file = update.newFile, .possible = kNewNames};
     for (Role* role : {&old, &fresh}) role->found = role->possible & NamesThat(IsSame, role->file, sightings);
     const Names unsure = FindAlone(HasSizeAndTime, sightings, &old, &fresh);
+    // The system gives the inode of a file that was deleted to the next one that is made, and a run that has succeeded
+    // deletes old files: only beside a new file that wasn't moved a destination with the inode of the old one is it.
+    if ((fresh.found & kSourceSet) == 0) old.possible = kBackupSet;
     if (unsure == 0) FindAlone(HasInode, sightings, &old, &fresh);
 
     const auto holds = [&](LineName name, const Role& first, Holds is, const Role& second, Holds isElse) {
@@ -71,7 +75,7 @@ Whereabouts IdentifyFiles(const Update& update, const LineSightings& sightings) 
         if ((second.found & set) != 0) return isElse;
         return (unsure & set) != 0 ? Holds::Unsure : Holds::Other;
     };
-    const unsigned backups = old.found & kOldNames & ~unsigned{kDestinationSet};
+    const unsigned backups = old.found & kBackupSet;
     return {.source = holds(kSourceName, fresh, Holds::New, old, Holds::Old),
             .destination = holds(kDestinationName, old, Holds::Old, fresh, Holds::New),
             .backup = static_cast<int8_t>(backups == 0 ? 0 : std::countr_zero(backups))};

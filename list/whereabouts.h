@@ -35,7 +35,8 @@ struct Whereabouts {
 
 /// Tells the files of a line apart. A rename keeps inode, size and time, so a file for which all three fit is the one.
 /// Without such a file, for a file system whose inodes don't outlive a restart, one whose size and time alone fit, when
-/// no other name of the line has such a file; without that, one whose inode alone fits: it was written to since.
+/// no other name of the line has such a file; without that, one whose inode alone fits: it was written to since. The
+/// last isn't enough for an old file in its place when the new one was moved.
 Whereabouts IdentifyFiles(const Update& update, const LineSightings& sightings);
 
 /// What may be done for a line, in this order. None overwrites or deletes a file that isn't there under another name,
