@@ -1,0 +1,128 @@
+#!/bin/bash
+# Power cuts on real file systems: copies the image of one, atomically, while qvpost works in it, mounts each copy, has
+# qvpost-list mend it, and looks whether every file is there, whole, and all of one version.
+#
+# Needs root, loop devices, mkfs.xfs for the file system that holds the images (a copy shares its blocks), and the mkfs
+# of each file system that is tried.
+#
+#   scripts/check-power-cut.sh BUILD [COPIES [FILESYSTEM...]]     the folder of a build; 100; ext4 xfs btrfs
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/lib.sh
+[ $# -gt 0 ] || fail "usage: check-power-cut.sh BUILD [COPIES [FILESYSTEM...]]"
+[ "$(id -u)" = 0 ] || fail "needs root"
+qvpost=$(realpath "$1/post/qvpost") list_program=$(realpath "$1/list/qvpost-list") copies=${2-100}
+shift $(($# < 2 ? $# : 2))
+[ $# -gt 0 ] || set -- ext4 xfs btrfs
+for tool in losetup mkfs.xfs "${@/#/mkfs.}"; do command -v "$tool" >/dev/null || fail "needs $tool"; done
+
+files=600 # so many that the run takes longer than a copy
+work=$(mktemp -d)
+pool=$work/pool disk=$work/disk
+clean() {
+    rm -f "$work/runs"
+    wait
+    for mounted in "$disk" "$pool"; do ! mountpoint -q "$mounted" || umount "$mounted"; done
+    rm -rf "$work"
+}
+trap clean EXIT
+trap 'exit 1' INT TERM
+mkdir "$pool" "$disk"
+
+# An installation with all that was found to be hard: several folders, files of several sizes, a leftover.
+prepare() {
+    rm -rf "${disk:?}/app"
+    mkdir -p "$disk"/app/{a,b,new/a,new/b}
+    python3 - "$disk/app" "$files" "$1" <<'PYTHON'
+import hashlib, sys
+root, files, seed = sys.argv[1], int(sys.argv[2]), sys.argv[3]
+names = [f"{'ab'[i % 2]}/file{i}" for i in range(files)]
+books = {"old": "", "new": ""}
+for i, name in enumerate(names):
+    for version, path in (("old", name), ("new", "new/" + name)):
+        content = f"{version} {name} {seed}\n" * (1 + i % 97 * 5)
+        open(f"{root}/{path}", "w").write(content)
+        digest = hashlib.md5(content.encode()).hexdigest()
+        books[version] += f"{digest}  {name}\n"
+        if version == "new":
+            books["old"] += f"{digest}  {path}\n"
+open(f"{root}/a/file0.temporary3", "w").write("leftover")
+for version, text in books.items():
+    open(f"{root}/../{version}.md5", "w").write(text)
+PYTHON
+    sync -f "$disk"
+}
+
+# is_whole VERSION: every file of the copy that is mounted, and none too much.
+is_whole() {
+    local count=$files
+    [ "$1" = new ] || count=$((2 * files))
+    (cd "$disk/app" && md5sum --quiet -c "../$1.md5") >"$work/differs" 2>&1 &&
+        [ "$(find "$disk/app" -path '*/file*' ! -name 'file0.temporary3' | wc -l)" = "$count" ]
+}
+
+# Mends a copy and says what that was: what was lost, what could not be settled, or the way it was settled.
+judge() {
+    local version status=0
+    $list_program mend "$disk/app/update.list.record" >"$work/mended" 2>&1 || status=$?
+    version=$(tail -n 1 "$work/mended")
+    if [ "$status" != 0 ]; then
+        echo "not settled"
+    elif ! is_whole "${version% version}"; then
+        echo "LOST"
+    elif grep -q '^renaming' "$work/mended"; then
+        echo "brought back to the old version"
+    elif grep -q "^removing '.*temporary" "$work/mended"; then
+        echo "tidied to the new version"
+    else
+        echo "$version already"
+    fi
+}
+
+# Copies the image until the run is over, with the disk being flushed now and then, as other programs do it.
+copy_run() {
+    local type=$1 run=$2 number=0 other
+    prepare "$run"
+    $list_program make "$disk/app/new" "$disk/app" >/dev/null 2>&1
+    : >"$work/runs"
+    (while [ -e "$work/runs" ]; do sync -f "$disk"; sleep "0.0$((RANDOM % 9))"; done) &
+    other=$!
+    QV_SYSTEM= $qvpost -f "$disk/app/update.list" 2>"$disk/app/update.log" &
+    local program=$! running=true
+    while $running; do
+        sleep "0.0$((RANDOM % 4))"
+        kill -0 $program 2>/dev/null || running=false
+        cp --reflink=always "$pool/$type" "$pool/$type.$((number++))"
+    done
+    wait $program
+    rm "$work/runs"
+    wait $other
+    umount "$disk"
+    for ((; number > 0; --number)); do
+        mount -o "loop$([ "$type" != xfs ] || echo ,nouuid)" -t "$type" "$pool/$type.$((number - 1))" "$disk"
+        judge
+        umount "$disk"
+        rm "$pool/$type.$((number - 1))"
+    done
+    mount -o loop -t "$type" "$pool/$type" "$disk"
+}
+
+truncate -s 8G "$work/images"
+mkfs.xfs -q -m reflink=1 "$work/images"
+mount -o loop "$work/images" "$pool"
+result=0
+for type; do
+    truncate -s 512M "$pool/$type"
+    "mkfs.$type" -q "$pool/$type" >/dev/null
+    mount -o loop -t "$type" "$pool/$type" "$disk"
+    : >"$work/judged"
+    for ((run = 0; $(wc -l <"$work/judged") < copies; ++run)); do
+        copy_run "$type" $run >>"$work/judged"
+    done
+    umount "$disk"
+    rm "$pool/$type"
+    say "$type: $(wc -l <"$work/judged") copies"
+    sort "$work/judged" | uniq -c
+    ! grep -qE 'LOST|not settled' "$work/judged" || result=1
+done
+exit $result
