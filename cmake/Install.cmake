@@ -19,7 +19,7 @@ function(install_compressed file destination name component)
   install(FILES ${target} DESTINATION ${destination} COMPONENT ${component} ${ARGN})
 endfunction()
 
-foreach(page qvpost.8 qvpost-list.5 qvpost-client.7)
+foreach(page qvpost.8 qvpost-list.1 qvpost-list.5 qvpost-client.7)
   string(REGEX REPLACE ".*\\." "" section ${page})
   install_compressed(${PROJECT_SOURCE_DIR}/man/${page} ${CMAKE_INSTALL_MANDIR}/man${section} ${page} program)
 endforeach()

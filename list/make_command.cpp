@@ -1,4 +1,4 @@
-// The commands that write a list or its record.
+// The command that makes a list and its record.
 #include <fcntl.h>
 #include <stdio.h>
 #include <unistd.h>
@@ -13,10 +13,9 @@
 #include "list/commands.h"
 #include "list/folder.h"
 #include "list/inspect.h"
-#include "list/mend.h"
 #include "list/message.h"
+#include "list/publish.h"
 #include "list/record.h"
-#include "list/running.h"
 #include "list/tree.h"
 
 namespace {
@@ -41,29 +40,6 @@ bool IsApart(const std::string& folder, const std::string& from, const char* wor
     const int within = FolderIsWithin(folder.c_str(), from.c_str());
     if (within == -1) return RefuseFile("look at", folder.c_str(), errno);
     return within == 0 || Refuse(Quoted{folder.c_str()}, words, Quoted{from.c_str()});
-}
-
-// Nobody needs the list and the record that may be there.
-bool IsFree(const std::string& list) {
-    if (const int process = RunningQvpost(list)) {
-        return Refuse("process ", process, " is a qvpost that works on ", Quoted{list.c_str()});
-    }
-    return RecordIsSettled(list + kRecordSuffix);
-}
-
-bool CanHold(const UpdateSet& set) {
-    bool good = true;
-    for (const Update& update : set.updates) {
-        if (!UpdateSetCanHold(update)) good = Refuse("can't name ", Quoted{update.source}, " in a list");
-    }
-    return good;
-}
-
-bool Flush(const std::vector<std::string>& fileSystems) {
-    for (const auto& folder : fileSystems) {
-        if (const int error = FolderFlushFileSystem(folder)) return RefuseFile("flush", folder.c_str(), error);
-    }
-    return true;
 }
 
 bool Print(const std::vector<Update>& added, size_t prefix) {
@@ -102,7 +78,7 @@ bool Make(const Arguments& arguments) {
         !IsApart(listFolder.empty() ? "." : listFolder, fresh, ", the folder of the list, is or lies below ")) {
         return false;
     }
-    if (!IsFree(list)) return false;
+    if (!ListIsFree(list)) return false;
 
     UpdateSet set;
     const auto take = [&](const std::string& name) {
@@ -112,12 +88,12 @@ bool Make(const Arguments& arguments) {
                                .newFile = {},
                                .line = static_cast<int>(set.updates.size()) + 1});
     };
-    if (!TreeWalk(fresh, take) || !CanHold(set)) return false;
+    if (!TreeWalk(fresh, take) || !ListCanHold(set)) return false;
     Findings findings(list);
     const auto inspection = InspectFiles(list, true, &set, &findings);
     findings.Print();
     if (findings.HasErrors() || !Print(inspection.added, fresh.size())) return false;
-    if (!Flush(inspection.fileSystems) || !Write(list, set)) return false;
+    if (!FlushSources(inspection) || !Write(list, set)) return false;
     if (!arguments.add || Add(inspection.added, root)) return true;
     unlink(list.c_str());
     unlink((list + kRecordSuffix).c_str());
@@ -127,29 +103,3 @@ bool Make(const Arguments& arguments) {
 }  // namespace
 
 Status MakeCommand(const Arguments& arguments) { return Make(arguments) ? kDone : kRefused; }
-
-Status CheckCommand(const Arguments& arguments) {
-    const std::string list = arguments.operands[0];
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(list.c_str(), "re"), fclose);
-    int error = errno;
-    UpdateSet set;
-    Findings findings(list);
-    const auto report = [](void* context, int line, const UpdateLineFault& fault) {
-        static_cast<Findings*>(context)->Error(line, fault);
-    };
-    if (file != nullptr) error = UpdateSetRead(file.get(), &set, report, &findings);
-    if (file == nullptr || error != 0) {
-        RefuseFile("read", list.c_str(), error);
-        return kUsage;
-    }
-    const auto inspection = InspectFiles(list, false, &set, &findings);
-    findings.Print();
-    if (findings.HasErrors()) return kRefused;
-    if (!arguments.record) return kDone;
-    if (!IsFree(list) || !Flush(inspection.fileSystems)) return kRefused;
-    if (const int failure = UpdateSetMakeAbsolute(&set)) {
-        RefuseFile("find the folder of", list.c_str(), failure);
-        return kRefused;
-    }
-    return CanHold(set) && RecordWrite(list + kRecordSuffix, set) ? kDone : kRefused;
-}
