@@ -24,7 +24,7 @@ int Flush(const char* folder, int (*flush)(int)) {
 // The folder of a path, "." for a path without one.
 std::string_view FolderOf(std::string_view path) {
     const auto slash = path.rfind('/');
-    return slash == path.npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
+    return slash == std::string_view::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
 }
 
 }  // namespace
@@ -90,7 +90,7 @@ int FolderFlushFileSystem(const std::string& folder) { return Flush(folder.c_str
 int FolderFlushOf(const std::string& path) { return Flush(std::string(FolderOf(path)).c_str(), fsync); }
 
 int FolderMakeFor(const std::string& path, const std::string& model) {
-    for (size_t slash = 0; (slash = path.find('/', slash + 1)) != path.npos;) {
+    for (size_t slash = 0; (slash = path.find('/', slash + 1)) != std::string::npos;) {
         const auto folder = path.substr(0, slash);
         if (mkdir(folder.c_str(), 0777) != 0) {
             if (errno != EEXIST) return errno;

@@ -12,7 +12,7 @@ std::ostream& operator<<(std::ostream& out, Quoted quoted);
 /// Says why the program doesn't go on. Returns false, for the caller to pass on.
 template <class... Words>
 bool Refuse(const Words&... words) {
-    (LogPlain() << "qvpost-list: " << ... << words) << "\n";
+    ((LogPlain() << "qvpost-list: ") << ... << words) << "\n";
     return false;
 }
 

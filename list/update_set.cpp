@@ -52,7 +52,7 @@ bool UpdateSetCanHold(const Update& update) {
     constexpr size_t kKeys = std::string_view("source=,destination=\n").size();
     const std::string_view names[] = {update.source, update.destination};
     for (const std::string_view name : names) {
-        if (name.size() > kPair || name.find_first_of("\n\x1D\x1E\x1F") != name.npos) return false;
+        if (name.size() > kPair || name.find_first_of("\n\x1D\x1E\x1F") != std::string_view::npos) return false;
     }
     return kKeys + names[0].size() + names[1].size() < kUpdateLineSize;
 }

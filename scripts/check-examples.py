@@ -153,17 +153,36 @@ def check_list_writers():
     )
 
 
+# What the list by hand takes the place of, in the updater of a language.
+MADE_LIST = {
+    "shell": r"qvpost-list mend.*?qvpost-list make.*?\n",
+    "Python": r"subprocess.run.*?\nsubprocess.run.*?\n",
+    "C++": r"static void Run.*?(?=static void StartPost)",
+}
+
+
+def updater_of(language, by_hand):
+    page, here = "docs/recipes.md", {
+        "/usr/libexec/qvpost": qvpost,
+        "/run/systemd/system": "/none",
+    }  # no service to leave
+    program = block(page, f"\n### In {language}\n")
+    if by_hand:
+        own = block(page, f"\n### The list in {language}\n")
+        program, count = re.subn(MADE_LIST[language], lambda _: own, program, count=1, flags=re.S)
+        require(count == 1, language, "the updater has no place for the list by hand")
+    return re.sub("|".join(here), lambda name: here[name[0]], program)
+
+
 def check_updaters():
-    here = {"/usr/libexec/qvpost": qvpost, "/run/systemd/system": "/none"}  # this qvpost, and no service to leave
-    shell, python, cpp = (
-        re.sub("|".join(here), lambda name: here[name[0]], block("docs/recipes.md", f"\n### In {language}\n"))
-        for language in ("shell", "Python", "C++")
-    )
-    write("updater.sh", shell)
-    write("updater.py", python)
-    for updater in (["./updater.sh"], ["./updater.py"], compiled("updater", ".cpp", cpp)):
-        for odd in (False, True):
-            check_updater(updater, odd)
+    os.environ["PATH"] = os.path.join(os.path.dirname(qvpost), "../list") + ":" + os.environ["PATH"]
+    for by_hand in (False, True):
+        shell, python, cpp = (updater_of(language, by_hand) for language in MADE_LIST)
+        write("updater.sh", shell)
+        write("updater.py", python)
+        for updater in (["./updater.sh"], ["./updater.py"], compiled("updater", ".cpp", cpp)):
+            for odd in (False, True):
+                check_updater(updater, odd)
 
 
 check_clients()

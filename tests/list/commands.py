@@ -37,4 +37,6 @@ if sys.argv[1] == "--write":
     open(TABLE, "w").write(table)
 else:
     expected = parts[sys.argv[1]].rstrip("\n") + "\n"
-    sys.exit("".join(difflib.unified_diff(expected.splitlines(True), played(expected).splitlines(True), "expected", "got")))
+    sys.exit(
+        "".join(difflib.unified_diff(expected.splitlines(True), played(expected).splitlines(True), "expected", "got"))
+    )
