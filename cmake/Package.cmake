@@ -33,7 +33,8 @@ set(CPACK_COMPONENT_PROGRAM_DESCRIPTION "finish the installation of an update
 An updater that has unpacked new files starts qvpost and exits. qvpost then
 stops the server, renames every new file into its place, runs the setup
 script, starts the server again, and tells the client the outcome. When
-anything fails, every file is put back.")
+anything fails, every file is put back. qvpost-list makes the list that it
+works on, checks it, and mends an update that was cut off.")
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "C++20 library of logs, processes, files and sockets
 The library that qvpost is written with: log streams and error reports,
 owned strings, a command-line option parser, option strings, child

@@ -49,7 +49,7 @@ mkdir -p "$root/tmp/packages"
 cp "$work"/build/*.deb "$root/tmp/packages"
 inside sh -c 'apt-get -qq -o Dpkg::Use-Pty=0 install -y --no-install-recommends /tmp/packages/*.deb' >>"$work/apt.log" 2>&1 ||
     { tail "$work/apt.log"; exit 1; }
-inside sh -c 'dpkg --verify qvpost libqvcommon-dev && mandoc -T ascii /usr/share/man/man8/qvpost.8.gz | head -5'
+inside sh -c 'dpkg --verify qvpost libqvcommon-dev && qvpost-list --version && mandoc -T ascii /usr/share/man/man8/qvpost.8.gz | head -5'
 
 step "An update, and one that fails"
 cat >"$root/tmp/run.sh" <<'RUN'
