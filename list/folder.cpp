@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <functional>
@@ -73,16 +74,18 @@ FolderNames::FolderNames(const std::string& folder) {
         isRead_ = errno == ENOENT || errno == ENOTDIR;
         return;
     }
+    std::vector<size_t> hashes;
     errno = 0;
-    while (const dirent* entry = readdir(names)) hashes_.push_back(std::hash<std::string_view>()(entry->d_name));
+    while (const dirent* entry = readdir(names)) hashes.push_back(std::hash<std::string_view>()(entry->d_name));
     isRead_ = errno == 0;
     closedir(names);
-    std::sort(hashes_.begin(), hashes_.end());
-    hashes_.shrink_to_fit();
+    marks_.resize(std::bit_ceil(32 * hashes.size() + 1));
+    for (const size_t hash : hashes) marks_[hash & (marks_.size() - 1)] = true;
 }
 
 bool FolderNames::MayHold(std::string_view name) const {
-    return !isRead_ || std::binary_search(hashes_.begin(), hashes_.end(), std::hash<std::string_view>()(name));
+    if (!isRead_ || marks_.empty()) return !isRead_;
+    return marks_[std::hash<std::string_view>()(name) & (marks_.size() - 1)];
 }
 
 int FolderFlushFileSystem(const std::string& folder) { return Flush(folder.c_str(), syncfs); }

@@ -54,12 +54,12 @@ public:
     /// Reads the folder. One that can't be read may hold any name; one that isn't there holds none.
     explicit FolderNames(const std::string& folder);
 
-    /// Nearly always false for a name that the folder didn't have; a name that it had is never denied.
+    /// False for nearly every name that the folder didn't have; a name that it had is never denied.
     bool MayHold(std::string_view name) const;
 
 private:
     bool isRead_ = true;
-    std::vector<size_t> hashes_;  // sorted
+    std::vector<bool> marks_;  // by the hash of a name; a power of two
 };
 
 /// Brings everything to the disk that was written to the file system of a folder. Returns 0 or errno.

@@ -32,6 +32,12 @@ private:
     const size_t stem_;
 };
 
+// What the steps do, in their order.
+constexpr StepNames kSteps[] = {{.step = kReturnNew, .isRename = true, .from = kDestinationName, .to = kSourceName},
+                                {.step = kRestoreOld, .isRename = true, .from = kBackupName, .to = kDestinationName},
+                                {.step = kRemoveBackup, .isRename = false, .from = kBackupName, .to = kBackupName},
+                                {.step = kRemoveSource, .isRename = false, .from = kSourceName, .to = kSourceName}};
+
 std::string NameOf(const Update& update, size_t name) {
     if (name == kSourceName) return update.source;
     const std::string_view path = update.destination;
@@ -45,26 +51,41 @@ bool Mending::Enter(const char* path, Place* place) {
     const int error = place->open.Enter(path);
     const auto& folder = place->open.Path();
     if (error != 0 && error != ENOENT && error != ENOTDIR) return RefuseFile("open", folder.c_str(), error);
-    if (place->names != nullptr && !place->open.Changed()) return true;
-    place->names = &namesIn_.try_emplace(folder, folder).first->second;
+    if (!place->open.Changed()) return true;
+    place->names = nullptr;
     FileSeen seen;
     if (error == 0 && FileLook(place->open.Get(), ".", &seen) == 0) fileSystems_.try_emplace(seen.device, folder);
     return true;
+}
+
+// Reading a folder costs as much as looking for a few names in it, so it is done when one is asked for that is seldom
+// there.
+bool Mending::MayHold(Place* place, const char* name) {
+    if (place->names == nullptr) {
+        place->names = &namesIn_.try_emplace(place->open.Path(), place->open.Path()).first->second;
+    }
+    return place->names->MayHold(name);
 }
 
 bool Mending::LookAtLine(const Update& update, LineSightings* sightings) {
     if (!Enter(update.source, &source_) || !Enter(update.destination, &destination_)) return false;
     const auto look = [&](const Place& place, const char* name, size_t at) {
         FileSeen seen;
-        if (!place.names->MayHold(name)) return true;
-        const int error = FileLook(place.open.Get(), name, &seen);
+        const int error = place.open.Get() == -1 ? ENOENT : FileLook(place.open.Get(), name, &seen);
         if (error == 0) (*sightings)[at] = seen.identity;
         return error == 0 || error == ENOENT || RefuseFile("look at", NameOf(update, at).c_str(), error);
     };
-    if (!look(source_, FileNameOf(update.source), kSourceName)) return false;
+    const char* const source = FileNameOf(update.source);
+    if (MayHold(&source_, source) && !look(source_, source, kSourceName)) return false;
     LastName last(update.destination);
     for (size_t name = kDestinationName; name < kLineNames; ++name) {
-        if (!look(destination_, last.Of(name), name)) return false;
+        const char* const here = last.Of(name);
+        if (name > kBackupName && !MayHold(&destination_, here)) continue;
+        if (!look(destination_, here, name)) return false;
+        if (name == kBackupName &&
+            ((*sightings)[kDestinationName] == update.oldFile || (*sightings)[kBackupName] == update.oldFile)) {
+            break;  // a run takes a numbered name only when it can't have this one
+        }
     }
     return true;
 }
@@ -114,27 +135,34 @@ void Mending::Show() const {
     }
 }
 
-bool Mending::Act(const Update& update, Step step, int8_t backup, bool act) {
-    const auto name = [&](size_t of) { return NameOf(update, of); };
-    const bool isRename = step == kReturnNew || step == kRestoreOld;
-    auto from = static_cast<size_t>(backup), to = size_t{kDestinationName};
-    if (step == kReturnNew) {
-        from = kDestinationName;
-        to = kSourceName;
-    }
-    if (step == kRemoveSource) from = kSourceName;
-    std::cout << (isRename ? "renaming " : "removing ") << Quoted{name(from).c_str()};
-    if (isRename) std::cout << " as " << Quoted{name(to).c_str()};
+// A step for a line, whose old file is under the backup name that is given.
+bool Mending::Act(const Update& update, const StepNames& step, size_t backup, bool act) {
+    const size_t from = step.from == kBackupName ? backup : size_t{step.from};
+    const auto fromPath = NameOf(update, from);
+    std::cout << (step.isRename ? "renaming " : "removing ") << Quoted{fromPath.c_str()};
+    if (step.isRename) std::cout << " as " << Quoted{NameOf(update, step.to).c_str()};
     std::cout << '\n';
     if (!act) return true;
-    LastName last[] = {LastName(update.destination), LastName(update.destination)};
-    const auto folder = [&](size_t of) { return of == kSourceName ? source_.open.Get() : destination_.open.Get(); };
-    const auto text = [&](size_t of, LastName& here) {
-        return of == kSourceName ? FileNameOf(update.source) : here.Of(of);
+    const auto folderOf = [&](size_t name) {
+        return name == kSourceName ? source_.open.Get() : destination_.open.Get();
     };
-    const int result = isRename ? renameat(folder(from), text(from, last[0]), folder(to), text(to, last[1]))
-                                : unlinkat(folder(from), text(from, last[0]), 0);
-    return result == 0 || RefuseFile(isRename ? "rename" : "remove", name(from).c_str(), errno);
+    const char* const fromName = FileNameOf(fromPath.c_str());
+    // No step goes to a backup name.
+    const char* const toName = FileNameOf(step.to == kSourceName ? update.source : update.destination);
+    const int result = step.isRename ? renameat(folderOf(from), fromName, folderOf(step.to), toName)
+                                     : unlinkat(folderOf(from), fromName, 0);
+    return result == 0 || RefuseFile(step.isRename ? "rename" : "remove", fromPath.c_str(), errno);
+}
+
+// Goes to the folders of a line; that of the source may have gone meanwhile.
+bool Mending::EnterBoth(const Update& update, bool needsSource) {
+    int error = destination_.open.Enter(update.destination);
+    if (error != 0) return RefuseFile("open the folder of", update.destination, error);
+    error = source_.open.Enter(update.source);
+    if (error == 0 || !needsSource) return true;
+    error = FolderMakeFor(update.source, "");
+    if (error == 0) error = source_.open.Enter(update.source);
+    return error == 0 || RefuseFile("make the folder of", update.source, error);
 }
 
 bool Mending::Work(bool act) {
@@ -142,17 +170,10 @@ bool Mending::Work(bool act) {
         const uint8_t steps = Steps(lines_[i]);
         if ((steps & ~unsigned{kReplaced}) == kNothing) continue;
         const Update& update = set_.updates[i];
-        if (act) {
-            destination_.open.Enter(update.destination);
-            int error = source_.open.Enter(update.source);
-            if (error != 0 && (steps & kReturnNew) != 0) {
-                error = FolderMakeFor(update.source, "");
-                if (error == 0) error = source_.open.Enter(update.source);
-                if (error != 0) return RefuseFile("make the folder of", update.source, error);
-            }
-        }
-        for (const Step step : {kReturnNew, kRestoreOld, kRemoveBackup, kRemoveSource}) {
-            if ((steps & step) != 0 && !Act(update, step, lines_[i].where.backup, act)) return false;
+        if (act && !EnterBoth(update, (steps & kReturnNew) != 0)) return false;
+        for (const StepNames& step : kSteps) {
+            const auto backup = static_cast<size_t>(lines_[i].where.backup);
+            if ((steps & step.step) != 0 && !Act(update, step, backup, act)) return false;
         }
     }
     return true;

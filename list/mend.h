@@ -43,15 +43,17 @@ private:
         LinePlan plan;
     };
 
-    // A folder that is being looked at, and what is in it.
+    // A folder that is being looked at, and the names in it once they were asked for.
     struct Place {
         OpenFolder open;
         const FolderNames* names = nullptr;
     };
 
     bool Enter(const char* path, Place* place);
+    bool MayHold(Place* place, const char* name);
     bool LookAtLine(const Update& update, LineSightings* sightings);
-    bool Act(const Update& update, Step step, int8_t backup, bool act);
+    bool EnterBoth(const Update& update, bool needsSource);
+    bool Act(const Update& update, const StepNames& step, size_t backup, bool act);
     uint8_t Steps(const Line& line) const { return Reachable() == Version::Old ? line.plan.back : line.plan.forward; }
 
     const UpdateSet& set_;

@@ -51,6 +51,14 @@ enum Step : uint8_t {
     kImpossible = 128,  ///< nothing brings the line to that version
 };
 
+/// A step that does something: a rename, or the deletion of the first name. kBackupName stands for the backup name that
+/// holds the old file.
+struct StepNames {
+    Step step;
+    bool isRename;
+    LineName from, to;
+};
+
 struct LinePlan {
     uint8_t back;     ///< steps to the old version
     uint8_t forward;  ///< steps to the new version
