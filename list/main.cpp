@@ -53,7 +53,11 @@ Status Usage(const Words&... words) {
 bool IsAnswered(const char* word) {
     const bool isHelp = strcmp(word, "--help") == 0;
     if (!isHelp && strcmp(word, "--version") != 0) return false;
-    std::cout << (isHelp ? kHelp : "qvpost-list " QVPOST_VERSION "\n");
+    if (isHelp) {
+        std::cout << kHelp;
+    } else {
+        std::cout << "qvpost-list " << kListVersion << '\n';
+    }
     return true;
 }
 

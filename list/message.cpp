@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+const char kListVersion[] = QVPOST_VERSION;
+
 std::ostream& operator<<(std::ostream& out, Quoted quoted) {
     out << '\'';
     std::string_view left = quoted.name;

@@ -3,6 +3,9 @@
 #include "common/log/error_name.h"
 #include "common/log/logger.h"
 
+/// The version of the program.
+extern const char kListVersion[];
+
 /// A name in a message: in quotes, its control characters in octal, so that the message stays one line.
 struct Quoted {
     const char* name;

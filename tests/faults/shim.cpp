@@ -59,6 +59,9 @@ bool Fails(const char* function) {
 
 WRAP(int, rename, (const char* from, const char* to), (from, to), -1)
 WRAP(int, unlink, (const char* path), (path), -1)
+WRAP(int, renameat, (int from, const char* name, int to, const char* other), (from, name, to, other), -1)
+WRAP(int, unlinkat, (int folder, const char* name, int flags), (folder, name, flags), -1)
+WRAP(int, fsync, (int fd), (fd), -1)
 WRAP(int, stat, (const char* path, struct stat* record), (path, record), -1)
 WRAP(int, lstat, (const char* path, struct stat* record), (path, record), -1)
 WRAP(int, open, (const char* path, int flags, mode_t mode), (path, flags, mode), -1)

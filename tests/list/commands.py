@@ -36,7 +36,7 @@ if sys.argv[1] == "--write":
     table = head + "".join(f"## {name}\n{played(part)}" for name, part in parts.items())
     open(TABLE, "w").write(table)
 else:
-    expected = parts[sys.argv[1]].rstrip("\n") + "\n"
+    expected = parts[sys.argv[1]].splitlines(True)
     sys.exit(
-        "".join(difflib.unified_diff(expected.splitlines(True), played(expected).splitlines(True), "expected", "got"))
+        "".join(difflib.unified_diff(expected, played("".join(expected)).splitlines(True), "expected", "got")) or 0
     )
