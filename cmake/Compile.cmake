@@ -9,11 +9,10 @@ find_package(Threads REQUIRED)
 set(QVPOST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
 option(QVPOST_WERROR "Treat warnings as errors" OFF)
 option(QVPOST_COVERAGE "Count the lines that run" OFF)
-set(static_default ON)
-if(QVPOST_SANITIZE OR QVPOST_COVERAGE)
-  set(static_default OFF)
-endif()
-option(QVPOST_STATIC "Link the programs fully static" ${static_default})
+# What sanitizers and the count of lines bring along exists as shared libraries alone. The choice is made anew whenever
+# they are switched in the same build folder.
+include(CMakeDependentOption)
+cmake_dependent_option(QVPOST_STATIC "Link the programs fully static" ON "NOT QVPOST_SANITIZE;NOT QVPOST_COVERAGE" OFF)
 
 # What every target of ours is held to; nothing of it reaches the users of the library.
 add_library(qvpost_warnings INTERFACE)
@@ -23,25 +22,30 @@ target_compile_options(qvpost_warnings INTERFACE
   $<$<BOOL:${QVPOST_WERROR}>:-Werror>)
 target_include_directories(qvpost_warnings INTERFACE ${PROJECT_SOURCE_DIR})
 
-# The product, and what is linked with it.
+# How the product is compiled, and what is linked with it. What it asks of the linker is what its objects can't do
+# without, since that reaches every program that is linked with the library.
+add_library(qvpost_compile INTERFACE)
+target_link_libraries(qvpost_compile INTERFACE qvpost_warnings)
+# The same, with the wishes of our own programs to the linker.
 add_library(qvpost_flags INTERFACE)
-target_link_libraries(qvpost_flags INTERFACE qvpost_warnings)
+target_link_libraries(qvpost_flags INTERFACE qvpost_compile)
 if(QVPOST_SANITIZE)
   # The check of virtual tables opens a pipe, and errs at the limit of descriptors; nothing here has one.
   set(sanitize -fsanitize=${QVPOST_SANITIZE} -fno-sanitize=vptr -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  target_compile_options(qvpost_flags INTERFACE ${sanitize})
-  target_link_options(qvpost_flags INTERFACE ${sanitize})
+  target_compile_options(qvpost_compile INTERFACE ${sanitize})
+  target_link_options(qvpost_compile INTERFACE ${sanitize})
 else()
-  target_compile_options(qvpost_flags INTERFACE -fstack-protector-strong -fstack-clash-protection)
-  target_compile_definitions(qvpost_flags INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+  target_compile_options(qvpost_compile INTERFACE -fstack-protector-strong -fstack-clash-protection)
+  # It takes a compiler that optimizes; a project around this one may build without a type.
+  target_compile_definitions(qvpost_compile INTERFACE $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:_FORTIFY_SOURCE=2>)
   target_link_options(qvpost_flags INTERFACE -Wl,-z,relro,-z,now)
   # What nothing reaches is left out: an empty run costs as many page faults as the program has pages to relocate.
-  target_compile_options(qvpost_flags INTERFACE -ffunction-sections -fdata-sections)
+  target_compile_options(qvpost_compile INTERFACE -ffunction-sections -fdata-sections)
   target_link_options(qvpost_flags INTERFACE -Wl,--gc-sections)
 endif()
 if(QVPOST_COVERAGE)
-  target_compile_options(qvpost_flags INTERFACE --coverage -O0 -U_FORTIFY_SOURCE)
-  target_link_options(qvpost_flags INTERFACE --coverage)
+  target_compile_options(qvpost_compile INTERFACE --coverage -O0 -U_FORTIFY_SOURCE)
+  target_link_options(qvpost_compile INTERFACE --coverage)
 endif()
 
 # A program that needs no file of the system that it works on.
@@ -50,7 +54,10 @@ function(qvpost_link_static program)
   if(NOT QVPOST_STATIC)
     return()
   endif()
-  target_link_options(${program} PRIVATE -static-pie)
+  # Not every system has the start-up code of a static program that can be loaded at any address.
+  set(CMAKE_REQUIRED_FLAGS -fPIE)
+  check_linker_flag(CXX -static-pie static_pie_links)
+  target_link_options(${program} PRIVATE $<IF:$<BOOL:${static_pie_links}>,-static-pie,-static>)
   check_linker_flag(CXX -Wl,-z,pack-relative-relocs relocations_pack)
   if(relocations_pack)
     target_link_options(${program} PRIVATE -Wl,-z,pack-relative-relocs)
