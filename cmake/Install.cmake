@@ -1,6 +1,7 @@
 # What `cmake --install` puts where, in two components: `program` (qvpost, qvpost-list and their manual) and `library` (qvcommon for
 # the programs of others).
 include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
 
 # qvpost goes into libexec/, out of the reach of PATH: updaters start it by its full path, nobody types it, and typed
 # without arguments in a shell that has QV_SYSTEM set it would run the setup script of that installation.
@@ -30,11 +31,13 @@ foreach(document log recipes reliability)
   install(FILES ${PROJECT_SOURCE_DIR}/docs/${document}.md DESTINATION ${program_doc} COMPONENT program OPTIONAL)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/docs/library.md DESTINATION ${library_doc} COMPONENT library)
-# The example of the library is a project of its own; that of the program an installation with its updater.
+# The example of the library is a project of its own; that of the program an installation with its updater. Their
+# modes are stated: those of a copy of the sources depend on how it was made.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/library DESTINATION ${library_doc}/examples COMPONENT library
-  OPTIONAL USE_SOURCE_PERMISSIONS PATTERN "build*" EXCLUDE)
+  OPTIONAL PATTERN "build*" EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/installation DESTINATION ${program_doc}/examples COMPONENT program
-  OPTIONAL USE_SOURCE_PERMISSIONS)
+  OPTIONAL PATTERN "*.sh" PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${program_doc} changelog program)
 install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${library_doc} changelog library)
 
