@@ -56,5 +56,11 @@ install(FILES ${PROJECT_BINARY_DIR}/qvcommon-config.cmake ${PROJECT_BINARY_DIR}/
 # The prefix is found from the place of the .pc file, as CMake finds it from the place of its own.
 file(RELATIVE_PATH pc_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" pc_to_prefix ${pc_to_prefix})
+get_target_property(definitions qvcommon INTERFACE_COMPILE_DEFINITIONS)
+set(pc_definitions "")
+if(definitions)
+  list(JOIN definitions " -D" pc_definitions)
+  set(pc_definitions " -D${pc_definitions}")
+endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/qvcommon.pc.in ${PROJECT_BINARY_DIR}/qvcommon.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/qvcommon.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT library)

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 
+#include "common/util/large_types.h"
 #include "common/util/path_text.h"  // FileJoinPath
 
 /// stat(2): 1 the file exists, *record is filled; 0 it doesn't (ENOENT, so a dangling link too); -1 any other failure.

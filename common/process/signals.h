@@ -6,6 +6,8 @@
 
 #include <csignal>
 
+#include "common/util/large_types.h"
+
 class Logger;
 
 /// pthread_sigmask(3) on the calling thread; set and old may be null. 0, or its error number after a log line; errno

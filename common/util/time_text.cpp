@@ -40,16 +40,23 @@ struct tm LocalTime(const time_t* time) {
     return local;
 }
 
-char* Digits(char* out, long value, int count) {
+char* Digits(char* out, int value, int count) {
     for (int i = count; i-- > 0; value /= 10) out[i] = static_cast<char>('0' + value % 10);
     return out + count;
 }
+
+// Where a system has two such calls, the other one fills a record with a time of 32 bits.
+#ifdef SYS_clock_gettime64
+constexpr long kGetClock = SYS_clock_gettime64;
+#else
+constexpr long kGetClock = SYS_clock_gettime;
+#endif
 
 }  // namespace
 
 char* TimeClockText(char* buffer, const struct timeval* time) {
     const struct tm local = LocalTime(&time->tv_sec);
-    const long microseconds = time->tv_usec;
+    const auto microseconds = time->tv_usec;
     if (microseconds < 0 || microseconds > 999'999) {
         snprintf(buffer, kClockSize, "%02d:%02d:%02d %07.3f", local.tm_hour, local.tm_min, local.tm_sec,
                  0.001 * static_cast<double>(microseconds));
@@ -62,9 +69,9 @@ char* TimeClockText(char* buffer, const struct timeval* time) {
     *end++ = ':';
     end = Digits(end, local.tm_sec, 2);
     *end++ = ' ';
-    end = Digits(end, microseconds / 1000, 3);
+    end = Digits(end, static_cast<int>(microseconds / 1000), 3);
     *end++ = '.';
-    *Digits(end, microseconds % 1000, 3) = '\0';
+    *Digits(end, static_cast<int>(microseconds % 1000), 3) = '\0';
     return buffer;
 }
 
@@ -92,5 +99,5 @@ int TimeGetClock(int clock, struct timespec* now) {
         errno = EINVAL;
         return -1;
     }
-    return static_cast<int>(syscall(SYS_clock_gettime, clock, now));
+    return static_cast<int>(syscall(kGetClock, clock, now));
 }

@@ -5,6 +5,8 @@
 #include <sys/time.h>
 #include <time.h>
 
+#include "common/util/large_types.h"
+
 /// Writes the local time of day as "HH:MM:SS mmm.mmm" (the last field is milliseconds with three decimals) into buffer,
 /// which must hold 17 bytes; returns buffer. Microseconds outside 0 to 999,999 give a text that is cut at 16
 /// characters.
