@@ -83,3 +83,11 @@ build() {
     fi
     rm -f "$log"
 }
+
+# check_demo COMMAND...: runs the demonstration with this command; one of its updates succeeds, the other one fails.
+check_demo() {
+    local text
+    text=$("$@") || { echo "$text"; return 1; }
+    grep 'qvpost exited' <<<"$text"
+    [ "$(grep -c 'qvpost exited with [05]\.' <<<"$text")" = 2 ]
+}
