@@ -10,12 +10,13 @@ fail() {
 # Whether what a Debian package brings is there, however it was installed.
 has_package() {
     case $1 in
-        g++ | cmake | git | python3 | black | clang | clang-tidy | clang-format | pkg-config | gcovr | strace)
+        g++ | cmake | git | python3 | black | clang | clang-tidy | clang-format | pkg-config | gcovr | strace | rsync | patch)
             command -v "$1" >/dev/null ;;
         gnuplot-nox) command -v gnuplot >/dev/null ;;
         ninja-build) command -v ninja >/dev/null ;;
         libbenchmark-dev) [ -e /usr/include/benchmark/benchmark.h ] ;;
         libspdlog-dev) [ -e /usr/include/spdlog/spdlog.h ] ;;
+        python3-clang) /usr/bin/python3 -c 'import clang.cindex; clang.cindex.Index.create()' 2>/dev/null ;;
         libgtest-dev)  # the headers alone may be those of an unbuilt copy: compile and link
             printf '#include <gtest/gtest.h>\nint main() { testing::InitGoogleTest(); }\n' |
                 "${CXX:-g++}" -std=c++20 -x c++ - -o /dev/null -lgtest -pthread >/dev/null 2>&1 ;;
