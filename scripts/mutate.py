@@ -42,8 +42,7 @@ OVERLOADED = {**UNARY, **BINARY}
 del OVERLOADED["<<"], OVERLOADED[">>"]  # of streams, which can't be read from
 
 # What a run may use: a fault may start processes without end, or fill the memory and the disk.
-PROCESSES = 300
-LIMITS = [f"--nproc={PROCESSES}", "--as=4294967296", "--fsize=268435456", "--core=0"]
+LIMITS = ["--nproc=300", "--as=4294967296", "--fsize=268435456", "--core=0"]
 FIRST_USER = 65000  # of the workers, each with a number of its own, where root must be limited too
 
 
@@ -85,6 +84,10 @@ def say(text):
 def read(path):
     with open(path, "rb") as file:
         return file.read()
+
+
+def copy(origin, target, *options):
+    subprocess.run(["rsync", "-a", "--delete", *options, origin + "/", target], check=True)
 
 
 # ---- Where a fault can be
@@ -169,9 +172,10 @@ def condition_places(cursor, text):
                 yield end, end, [f"; !{declared.spelling}"], words
             return
     inner = bare(condition)
-    turned = [text[start:end].strip() for start, end, _ in map(operator_span, [inner, *inner.get_children()])]
-    turned += [text[slice(*span(child))] for child in inner.get_children()]  # the name of an overloaded operator
-    if not {b"==", b"!=", b"!"} & set(turned) and inner.kind != CursorKind.CXX_BOOL_LITERAL_EXPR:
+    start, end, _ = operator_span(inner)
+    operators = [text[start:end].strip(), *(text[slice(*span(child))] for child in inner.get_children())]  # overloaded
+    turned_as_operator = {b"==", b"!=", b"!"} & set(operators)
+    if not turned_as_operator and inner.kind != CursorKind.CXX_BOOL_LITERAL_EXPR:
         start, end = span(condition)
         yield start, end, ["!(" + text[start:end].decode() + ")"], words
 
@@ -221,8 +225,7 @@ def parsed(entry):
 
 def find_places(source, build):
     """All places of the product, those of a header by way of the first file that includes it."""
-    with open(os.path.join(build, "compile_commands.json"), encoding="utf-8") as file:
-        commands = json.load(file)
+    commands = json.loads(read(os.path.join(build, "compile_commands.json")))
     places, done = set(), set()
     for entry in sorted(commands, key=lambda entry: entry["file"]):
         name = os.path.relpath(entry["file"], source)
@@ -259,7 +262,8 @@ def choose_faults(places, seed, files):
 class Worker:
     """A copy of the sources, its build, and what both were before the fault."""
 
-    def __init__(self, folder, number):
+    def __init__(self, folder, origin, number):
+        self.origin = origin
         self.tree, self.pristine = (os.path.join(folder, f"{kind}-{number}") for kind in ("worker", "pristine"))
         self.source, self.build_folder, self.temporary = (
             os.path.join(self.tree, name) for name in ("source", "build", "tmp")
@@ -311,19 +315,19 @@ class Worker:
             self.ended = True
             self.kill()
 
+    def printed(self):
+        return read(self.log).decode(errors="replace")
+
     def require(self, command):
         if self.run(command) != 0:
-            fail(
-                f"without a fault this fails: {shlex.join(command)}\n" + read(self.log)[-4000:].decode(errors="replace")
-            )
+            fail(f"without a fault this fails: {shlex.join(command)}\n{self.printed()[-4000:]}")
 
-    def copy(self, origin, target, *options):
-        owner = [f"--chown={self.user}:{self.user}"] if self.user is not None else []
-        subprocess.run(["rsync", "-a", "--delete", *owner, *options, origin + "/", target], check=True)
+    def copy(self, origin, target):
+        copy(origin, target, *([f"--chown={self.user}:{self.user}"] if self.user is not None else []))
 
     def configure(self):
         os.makedirs(self.tree)
-        self.copy(PROJECT, self.source, "--exclude=/build*", "--exclude=/.git")
+        self.copy(self.origin, self.source)
         for folder in (self.tree, self.build_folder, self.temporary):
             os.makedirs(folder, exist_ok=True)
             if self.user is not None:
@@ -345,8 +349,8 @@ class Worker:
         """Builds and tests without a fault; the seconds that each stage takes."""
         self.require(self.build())
         self.require(["ctest", "--test-dir", self.build_folder, "-N", "-LE", "|".join(STAGES)])
-        if b"Total Tests: 0" not in read(self.log):
-            fail("tests without a label that says when to run them:\n" + read(self.log).decode())
+        if "Total Tests: 0" not in self.printed():
+            fail(f"tests without a label that says when to run them:\n{self.printed()}")
         taken = {}
         for stage in STAGES:
             begin = time.monotonic()
@@ -412,7 +416,7 @@ class Round:
         while (fault := self.take()) is not None:
             reason = worker.plant(fault)
             self.decide(reason)
-            shown = fault.shown(read(os.path.join(PROJECT, fault.place.file)))
+            shown = fault.shown(read(os.path.join(worker.origin, fault.place.file)))
             if reason is not None:
                 say(f"        {reason}: {shown}")
                 continue
@@ -449,11 +453,11 @@ def in_parallel(calls):
     return results
 
 
-def print_results(faults, trials):
+def print_results(faults, trials, origin):
     results = trials.results
     survivors = [fault for fault in faults if fault in results and results[fault] is None]
     for fault in survivors:
-        original = read(os.path.join(PROJECT, fault.place.file))
+        original = read(os.path.join(origin, fault.place.file))
         print(fault.shown(original), *("    " + line for line in fault.difference(original)), sep="\n")
     print(f"{'folder':<10}{'faults':>8}{'caught':>8}{'hung':>8}{'share':>8}")
     for folder in [*FOLDERS, "all"]:
@@ -478,9 +482,11 @@ def main():
     wanted = options()
     folder = tempfile.mkdtemp(prefix="qvpost-mutate-")
     os.chmod(folder, 0o711)  # the workers have users of their own
-    workers = [Worker(folder, number) for number in range(os.cpu_count())]
+    origin = os.path.join(folder, "origin")  # as it is now, whatever is changed meanwhile
+    workers = [Worker(folder, origin, number) for number in range(os.cpu_count())]
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     try:
+        copy(PROJECT, origin, "--exclude=/build*", "--exclude=/.git")
         in_parallel([worker.configure for worker in workers])
         say(f"Building and testing without a fault, {len(workers)} times")
         find = functools.partial(find_places, workers[0].source, workers[0].build_folder)
@@ -492,7 +498,7 @@ def main():
         trials = Round(faults, wanted.count)
         in_parallel([functools.partial(trials.work, worker, limits) for worker in workers])
         say(f"{(time.monotonic() - begin) / max(1, len(trials.results)):.1f} seconds a fault")
-        print_results(faults, trials)
+        print_results(faults, trials, origin)
     finally:
         signal.signal(signal.SIGTERM, signal.SIG_IGN)
         for worker in workers:
