@@ -28,6 +28,6 @@
 /// Returns when the child ended well; else records and reports its failure.
 void PostMainExitIfFailed(const ChildKind& kind, const char* name, const ChildOutcome& outcome);
 
-/// For the main thread, before and after each phase: returns when the run goes on, that is, when neither the progress
-/// thread ends it nor a signal asked for its end.
+/// For the main thread, after each phase and where one waits: returns when the run goes on, that is, when neither the
+/// progress thread ends it nor a signal asked for its end.
 void PostMainExitIfAsked();

@@ -51,7 +51,7 @@ void Outcome::SettleSuccess() {
 void Outcome::RestIfTaken() {
     {
         const MutexScope scope(mutex_);
-        if (owner_ == 0) return;
+        if (owner_ == 0 || owner_ == gettid()) return;
     }
     Rest();
 }

@@ -9,7 +9,7 @@
 enum class FailureLines {
     One,     ///< "<words>. Error is …." on the ordinary stream, then on the level stream
     Two,     ///< "<words>." and "Error is …." on the ordinary stream, then both on the level stream
-    InTurn,  ///< "<words>." on the one and on the other, then "Error is …." on the one and on the other
+    InTurn,  ///< "<words>." on the one and on the other, then "Error is …." on the one and on the other; needs both
 };
 
 struct FailureStyle {

@@ -10,8 +10,8 @@ class LogDevice {
 public:
     virtual ~LogDevice() = default;
 
-    /// Whether a write has failed, or was cut off, since the last call.
-    bool TakeFailure() { return failed_.exchange(false, std::memory_order_relaxed); }
+    /// How many writes have failed or were cut off.
+    long Failures() const { return failures_.load(std::memory_order_relaxed); }
 
 protected:
     /// An operation on the device. One that doesn't come to its end has failed: a cancelled thread leaves it by way of
@@ -20,7 +20,7 @@ protected:
     public:
         explicit Attempt(LogDevice& device) : device_(device) {}
         ~Attempt() {
-            if (!done_) device_.failed_.store(true, std::memory_order_relaxed);
+            if (!done_) device_.failures_.fetch_add(1, std::memory_order_relaxed);
         }
         Attempt(const Attempt&) = delete;
         Attempt& operator=(const Attempt&) = delete;
@@ -32,7 +32,7 @@ protected:
     };
 
 private:
-    std::atomic<bool> failed_{false};
+    std::atomic<long> failures_{0};
 };
 
 /// A buffer of some kind whose operations are watched.
@@ -64,8 +64,13 @@ protected:
 /// Writes out what waits in a stream. One that its device left bad serves again; any other that is bad stays so.
 inline std::ostream& LogFlushed(std::ostream& out) {
     if (!out.good()) {
-        auto* device = dynamic_cast<LogDevice*>(out.rdbuf());
-        if (device != nullptr && device->TakeFailure()) out.clear();
+        // Each stream has seen so many of its device's failures: two may lead to one device.
+        static const int seen = std::ios_base::xalloc();
+        const auto* device = dynamic_cast<const LogDevice*>(out.rdbuf());
+        if (device != nullptr && out.iword(seen) != device->Failures()) {
+            out.iword(seen) = device->Failures();
+            out.clear();
+        }
     }
     return out.flush();
 }

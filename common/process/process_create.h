@@ -37,7 +37,7 @@ int ProcessCreateReporting(const char* command, const char* const* parameters, c
 //   before    qvpost     blocks its signals: none of its handlers may run in the child (post/interrupts.cpp)
 //             Logger     takes Logger::mutex_: the thread that holds it wouldn't be in the child (logger.cpp)
 //             clock      takes the lock around the C library's time zone, for the same reason (time_text.cpp)
-//   parent    all of it back, the mask last
+//   parent    all of it back, in the opposite order
 //   child     clock      frees the time zone's lock
 //             prefix     forgets the process's and the thread's id (log_direct.cpp)
 //             Logger     drops what is pending on the standard error, the parent's to write; a new mutex, since a
@@ -46,7 +46,8 @@ int ProcessCreateReporting(const char* command, const char* const* parameters, c
 //
 // ProcessCreate then silences the child's log and sets ids, streams and priority. Where the program can't be executed
 // the child ends by exit, not _exit: what a preloaded library or a sanitizer does at the end of a process is done. That
-// runs static destructors, the Logger's among them, so the Logger lets go of its streams first (Logger::Abandon).
+// runs static destructors, the Logger's among them, so the Logger lets go of its streams first (Logger::Abandon). What
+// waits in other streams of the application's is written a second time: flush them before.
 
 /// fork(2) while no other thread is writing the start of a log line: the child's id in the parent, 0 in the child,
 /// silently -1 with errno. A fork that a signal interrupted is repeated. What waits in the log is written out before.
