@@ -42,7 +42,7 @@ OVERLOADED = {**UNARY, **BINARY}
 del OVERLOADED["<<"], OVERLOADED[">>"]  # of streams, which can't be read from
 
 # What a run may use: a fault may start processes without end, or fill the memory and the disk.
-LIMITS = ["--nproc=300", "--as=4294967296", "--fsize=268435456", "--core=0"]
+LIMITS = ["--nproc=300", "--as=4294967296", "--fsize=3221225472", "--core=0"]
 FIRST_USER = 65000  # of the workers, each with a number of its own, where root must be limited too
 
 

@@ -45,7 +45,7 @@ std::string Ran(std::vector<const char*> words, const char* const* environment, 
     waitpid(ProcessCreateReporting("", words.data(), environment, -1, fileno(out), -1, level, keep, ends[1]), &status,
             0);
     close(ends[1]);
-    read(ends[0], &reported, sizeof reported);
+    if (read(ends[0], &reported, sizeof reported) < 0) reported = -2;
     close(ends[0]);
     std::string text = std::to_string(ProcessExitCode(status)) + " " + std::to_string(reported) + " ";
     text += ReadFile("/proc/self/fd/" + std::to_string(fileno(out)));
@@ -186,8 +186,11 @@ TEST(Signal, HandlersMasksAndTimersAreSet) {
     SHOW(SignalSetTimer(ITIMER_REAL, &timer, &timer), timer.it_value.tv_sec);  // = 0 0
     SHOW(SignalSetTimer(77, &timer, nullptr));                                 // = -1 EINVAL
     // | @ Signal: ERROR! Call to setitimer failed. Error is 22 'Invalid argument'.
-    sigaddset(&action.sa_mask, SIGHUP);
-    SHOW(Dump(&action.sa_mask));  // = "@ Signal/Signal: 1, SIGHUP\x09Yes\x0A@ Signal/Signal: 10, SIGUSR1\x09Yes\x0A20"
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGHUP);
+    sigaddset(&set, SIGUSR1);
+    SHOW(Dump(&set));  // = "@ Signal/Signal: 1, SIGHUP\x09Yes\x0A@ Signal/Signal: 10, SIGUSR1\x09Yes\x0A20"
 }
 
 void* Exit(void* argument) { ThreadExit(argument); }

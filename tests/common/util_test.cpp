@@ -110,6 +110,9 @@ TEST(TimeText, ShowsLocalTime) {
     SHOW(TimeGetClock(CLOCK_REALTIME, &now), now.tv_sec / 1000 - ::time(nullptr) / 1000);  // = 0 0
 }
 
+// SpinLock has taken it, which clang++ doesn't know.
+void UnlockOnceMore(Mutex& mutex) QV_UNCHECKED { mutex.Unlock(); }
+
 TEST(Mutex, BelongsToItsHolderUntilUnlockedAsOften) {
     Mutex mutex;
     const auto elsewhere = [&mutex] {
@@ -122,7 +125,7 @@ TEST(Mutex, BelongsToItsHolderUntilUnlockedAsOften) {
     mutex.Unlock();
     SHOW(elsewhere());                                                           // = 0
     SHOW(InChild([&mutex] { return mutex.Reset(), mutex.TimedLock(0); }) >> 8);  // = 1
-    mutex.Unlock();
+    UnlockOnceMore(mutex);
     SHOW(elsewhere());  // = 1
 }
 
