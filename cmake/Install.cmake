@@ -9,6 +9,14 @@ install(TARGETS qvpost RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR} COMPONENT
 # qvpost-list is for people too, who check a list or mend an update.
 install(TARGETS qvpost-list RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
 
+# The units, and what they run. systemd looks for units below lib/, also where CMAKE_INSTALL_LIBDIR is another folder.
+foreach(unit qvpost@.service qvpost-mend@.service)
+  configure_file(${PROJECT_SOURCE_DIR}/systemd/${unit}.in ${PROJECT_BINARY_DIR}/systemd/${unit} @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/systemd/${unit} DESTINATION lib/systemd/system COMPONENT program)
+endforeach()
+configure_file(${PROJECT_SOURCE_DIR}/systemd/qvpost-unit.in ${PROJECT_BINARY_DIR}/systemd/qvpost-unit @ONLY)
+install(PROGRAMS ${PROJECT_BINARY_DIR}/systemd/qvpost-unit DESTINATION ${CMAKE_INSTALL_LIBEXECDIR} COMPONENT program)
+
 find_program(GZIP gzip REQUIRED)
 # Manual pages and change logs are installed compressed, without a time stamp, so that two builds are the same.
 function(install_compressed file destination name component)

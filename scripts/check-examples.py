@@ -12,6 +12,8 @@ import sys
 import tempfile
 import time
 
+from documents import block
+
 qvpost = os.path.realpath(sys.argv[1])
 library = os.path.join(os.path.dirname(qvpost), "../common/libqvcommon.a")
 source = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
@@ -20,23 +22,10 @@ os.chdir(work.name)
 tried = 0
 
 
-def text_of(path):
-    with open(os.path.join(source, path), encoding="utf-8") as file:
-        return file.read()
-
-
 def write(path, text, mode=0o755):
     os.makedirs(os.path.dirname(path) or b".", exist_ok=True)
     with open(path, "wb", opener=lambda name, flags: os.open(name, flags, mode)) as file:
         file.write(text if isinstance(text, bytes) else text.encode())
-
-
-def block(path, opening):
-    """The first block of code behind a text; of a manual page as a reader sees it."""
-    text = text_of(path).split(opening, 1)[1]
-    if path.startswith("man/"):
-        return re.search(r"\.Bd -literal[^\n]*\n(.*?)\n\.Ed", text, re.S)[1].replace("\\e", "\\") + "\n"
-    return re.search(r"```\w+\n(.*?)```", text, re.S)[1]
 
 
 def compiled(name, suffix, text):
@@ -157,7 +146,7 @@ def check_list_writers():
 MADE_LIST = {
     "shell": r"qvpost-list mend.*?qvpost-list make.*?\n",
     "Python": r"subprocess.run.*?\nsubprocess.run.*?\n",
-    "C++": r"static void Run.*?(?=static void StartPost)",
+    "C++": r"static void MakeList.*?(?=static void StartPost)",
 }
 
 
