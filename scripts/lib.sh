@@ -92,3 +92,16 @@ check_demo() {
     grep 'qvpost exited' <<<"$text"
     [ "$(grep -c 'qvpost exited with [05]\.' <<<"$text")" = 2 ]
 }
+
+# debian_root FOLDER SUITE DOWNLOADS [OPTION...]: a small Debian, by debootstrap with these options. Its packages are
+# kept in DOWNLOADS for the next time; MIRROR names another archive than debootstrap's own.
+debian_root() {
+    local log
+    log=$(mktemp)
+    if ! debootstrap --variant=minbase --cache-dir="$3" "${@:4}" "$2" "$1" ${MIRROR:+"$MIRROR"} >"$log" 2>&1; then
+        tail "$log" >&2
+        rm -f "$log"
+        fail "debootstrap could not make a $2"
+    fi
+    rm -f "$log"
+}
