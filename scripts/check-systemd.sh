@@ -307,14 +307,16 @@ try_leaked_socket_alone() {
 }
 
 # Without a unit of its own qvpost goes with the service. Whether its client is still started, and with that the old
-# server, is a race.
+# server, is a race; in the service's group such a start waits for the stop that waits for it, until the time is over.
 try_no_unit() {
+    settings app.service '[Service]' TimeoutStopSec=3s
     product
     update shell-alone
     wait_for "the stop of the server" grep -qs 'Stopping server' "$root$app/update.log"
     wait_for "the end of qvpost" eval '! pgrep -x qvpost >/dev/null'
     is "the installed version" "$(cat "$root$app/lib/version")" old
     ! grep -q 'Updating files' "$root$app/update.log" || fail "qvpost went on"
+    settings app.service
 }
 
 try_folders_of_the_service() {
