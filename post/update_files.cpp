@@ -18,6 +18,7 @@
 #include "common/log/report.h"
 #include "common/util/string_owned.h"
 #include "post/interrupts.h"
+#include "post/leftovers.h"
 #include "post/post_data.h"
 #include "post/run_log.h"
 #include "post/update_line.h"
@@ -32,9 +33,11 @@ bool Exists(const char* path) {
 
 // Whether the destination is there. Notes the file system that it lies on: that of a symbolic link, not of what it
 // leads to.
-bool SeeDestination(UpdateEntry* entry) {
+bool SeeDestination(UpdateEntry* entry, Leftovers* leftovers) {
     struct stat record;
-    if (lstat(entry->destination, &record) != 0) return false;
+    const bool seen = lstat(entry->destination, &record) == 0;
+    if (!seen || !S_ISREG(record.st_mode)) leftovers->PathsChange();
+    if (!seen) return false;
     entry->device = record.st_dev;
     return !S_ISLNK(record.st_mode) || Exists(entry->destination);
 }
@@ -79,11 +82,16 @@ void ChooseFreeBackup(UpdateBackupName* name, UpdateEntry* entry) {
     StringSet(&entry->backup, name->Get());
 }
 
-void ChooseBackup(UpdateEntry* entry) {
+void ChooseBackup(UpdateEntry* entry, Leftovers* leftovers) {
     UpdateNameBackup(entry);
     UpdateBackupName name(*entry);
+    if (name.VariantCut()) {
+        leftovers->Forget();
+    } else if (leftovers->NoneBeside(entry->destination, &entry->device)) {
+        return;
+    }
     RemoveLeftovers(&name);
-    if (!SeeDestination(entry) || !Exists(entry->backup)) return;
+    if (!SeeDestination(entry, leftovers) || !Exists(entry->backup)) return;
     if (Remove(entry->backup) == 0) {
         Line(LogWarning) << "Removed '" << entry->backup << "'.\n";
     } else {
@@ -104,7 +112,7 @@ int ReplaceFile(const UpdateEntry& entry) {
     return error;
 }
 
-int ApplyLine(char* line) {
+int ApplyLine(char* line, Leftovers* leftovers) {
     char* const newline = strchr(line, '\n');
     if (newline != nullptr) *newline = '\0';
     // The newline is shown too, in one piece with what follows it: the line-buffered stream then writes once.
@@ -115,7 +123,7 @@ int ApplyLine(char* line) {
         Line(LogError) << fault << ".\n";
         return EINVAL;
     }
-    ChooseBackup(entry.get());
+    ChooseBackup(entry.get(), leftovers);
     postData_.updates.push_back(entry.get());  // before the files move: they must not move without a record of it
     if (const int error = ReplaceFile(*entry)) {
         postData_.updates.pop_back();
@@ -128,12 +136,13 @@ int ApplyLine(char* line) {
 
 int ApplyLines(FILE* list) {
     char line[kUpdateLineSize];
+    Leftovers leftovers;
     for (;;) {
         if (PostMainInterruption() != 0) return PostMainReportInterruption();
         errno = 0;
         if (fgets(line, sizeof line, list) == nullptr) break;
         try {
-            if (const int error = ApplyLine(line)) return error;
+            if (const int error = ApplyLine(line, &leftovers)) return error;
         } catch (const std::bad_alloc&) {
             ReportNoMemory("PostMain", "UpdateFiles", postData_.updateFile);
             Line(LogError) << RunErrorIs(ENOMEM) << ".\n";
@@ -161,11 +170,7 @@ std::unique_ptr<UpdateEntry> TakeUpdate() {
 }
 
 // A descriptor of the folder that a path lies in, or -1.
-int OpenFolder(const char* path) {
-    const char* slash = strrchr(path, '/');
-    const std::string folder = slash == nullptr ? "." : slash == path ? "/" : std::string(path, slash);
-    return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-}
+int OpenFolder(const char* path) { return open(UpdateFolder(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }
 
 // The new files, which nobody may have flushed yet, and the log must be on the disk before the first backup goes: a
 // power cut would else leave neither version, or a log that says that there is a way back. A file system is flushed

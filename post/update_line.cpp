@@ -42,6 +42,11 @@ void UpdateNameBackup(UpdateEntry* entry) {
     StringAdd(&entry->backup, entry->destination, kUpdateBackupSuffix, nullptr, nullptr);
 }
 
+std::string UpdateFolder(const char* path) {
+    const char* const slash = strrchr(path, '/');
+    return slash == nullptr ? "." : slash == path ? "/" : std::string(path, slash);
+}
+
 const char* UpdateBackupName::With(int number) {
     char digits[4];
     const auto length = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits);

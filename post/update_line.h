@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstring>
 #include <iosfwd>
+#include <string>
 
 /// The buffer that lists are read with, by fgets(3): a line holds at most one byte less, its newline included. What is
 /// longer comes in pieces, each a line of its own.
@@ -45,6 +46,9 @@ inline constexpr char kUpdateBackupSuffix[] = ".temporary";
 /// Sets the backup name of an entry: its destination and the suffix.
 void UpdateNameBackup(UpdateEntry* entry);
 
+/// The folder that the last name of a path lies in, as the path spells it; "." where it has one name alone.
+std::string UpdateFolder(const char* path);
+
 /// How many numbered variants of a backup name, from 1 on, are cleared before a line like the name itself, and how many
 /// are tried when the name can't be freed.
 constexpr int kUpdateClearedVariants = 9;
@@ -58,6 +62,9 @@ public:
         memcpy(text_, entry.backup, stem_);
         text_[stem_] = '\0';
     }
+
+    /// A variant of one digit would be cut, or is.
+    bool VariantCut() const { return stem_ >= kLimit; }
 
     /// Cut so far that nothing of the suffix is left, the name is that of an installed file.
     bool SuffixCut() const { return suffixCut_; }

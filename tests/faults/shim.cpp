@@ -1,6 +1,7 @@
 // Linked into the program (--wrap): one call of one function fails, or the program is killed at that call. The variable
 // FAULT holds the function, the number of the call from 1 on and errno, 0 for SIGKILL. The file "counts" tells the test
 // what happened.
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
@@ -65,6 +66,8 @@ WRAP(int, fsync, (int fd), (fd), -1)
 WRAP(int, stat, (const char* path, struct stat* record), (path, record), -1)
 WRAP(int, lstat, (const char* path, struct stat* record), (path, record), -1)
 WRAP(int, open, (const char* path, int flags, mode_t mode), (path, flags, mode), -1)
+WRAP(DIR*, opendir, (const char* path), (path), nullptr)
+WRAP(dirent*, readdir, (DIR * folder), (folder), nullptr)
 WRAP(int, syncfs, (int fd), (fd), -1)
 WRAP(int, fdatasync, (int fd), (fd), -1)
 WRAP(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)

@@ -1,5 +1,6 @@
 // Any bytes as an update list, on a folder that is a map. Whatever the list says, and whether the run ends well or not,
 // every file must be where it belongs in the end.
+#include <dirent.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -23,6 +24,7 @@ using Folder = std::map<std::string, std::string>;  // name, content
 constexpr char kStays[] = "b.temporary";            // can't be removed
 
 Folder folder, expected;
+Folder::const_iterator nextName;  // while the folder is read
 const uint8_t* listBytes;
 size_t listSize;
 jmp_buf endOfRun;
@@ -52,6 +54,9 @@ void NoteCollisions(std::set<std::string> names = {}) {
 extern "C" {
 FILE* __real_fopen(const char* path, const char* mode);
 int __real_stat(const char* path, struct stat* record);
+DIR* __real_opendir(const char* path);
+dirent* __real_readdir(DIR* stream);
+int __real_closedir(DIR* stream);
 int __real_unlink(const char* path);
 int __real_rename(const char* from, const char* to);
 [[noreturn]] void __real_exit(int code);
@@ -68,8 +73,28 @@ FILE* __wrap_fopen(const char* path, const char* mode) {
 int __wrap_stat(const char* path, struct stat* record) {
     if (!inside) return __real_stat(path, record);
     *record = {};
-    return folder.contains(path) ? 0 : Fail(ENOENT);
+    record->st_mode = path == std::string(".") ? S_IFDIR : S_IFREG;
+    return S_ISDIR(record->st_mode) || folder.contains(path) ? 0 : Fail(ENOENT);
 }
+
+DIR* __wrap_opendir(const char* path) {
+    if (!inside) return __real_opendir(path);
+    Require(path == std::string("."));
+    nextName = folder.begin();
+    return reinterpret_cast<DIR*>(&nextName);
+}
+
+dirent* __wrap_readdir(DIR* stream) {
+    if (!inside) return __real_readdir(stream);
+    if (nextName == folder.end()) return nullptr;
+    static dirent entry;
+    entry = {};
+    entry.d_type = DT_REG;
+    nextName++->first.copy(entry.d_name, sizeof entry.d_name - 1);
+    return &entry;
+}
+
+int __wrap_closedir(DIR* stream) { return inside ? 0 : __real_closedir(stream); }
 
 int __wrap_lstat(const char* path, struct stat* record) { return __wrap_stat(path, record); }
 

@@ -50,6 +50,39 @@ def long_destinations_lose_nothing():
             assert len(os.listdir(folder)) == 2
 
 
+def folders_that_are_known_change():
+    """What the run itself does to the names beside later destinations, with the folder spelled in several ways."""
+    with Installation() as installation:
+        for folder in ("app", "app/d", "new", "new/d"):
+            os.makedirs(installation.at(folder), exist_ok=True)
+            for name in range(40):
+                write(installation.at(f"{folder}/{name}"), f"{folder}/{name}")
+        os.symlink("app", installation.at("link"))
+        os.symlink("nowhere", installation.at("app/6.temporary"))
+        write(installation.at("app/7.temporary9"), "leftover")
+        write(installation.at("new/d/9.temporary"), "leftover")
+        destinations = [f"app/{name}" for name in range(12)]
+        destinations += ["link/12", "app/12", "app/../app/11", "app/10.temporary", "app/10"]
+        destinations += [f"app/d/{name}" for name in range(9)]
+        moved = len(destinations)
+        destinations += ["app/d", "app/d/9", "link/d/10", "app/d/10"]
+        sources = [f"new/{number}" for number in range(len(destinations))]
+        sources[moved] = "new/d"
+        row = {"options": "-f list"}
+        row["list"] = "".join(f"source={pair[0]},destination={pair[1]}\n" for pair in zip(sources, destinations))
+        installation.start(row)
+        assert installation.wait() == 0
+        assert re.findall("removed leftover '(.*)'", installation.log()) == [
+            "app/7.temporary9",
+            "app/12.temporary",
+            "app/../app/11.temporary",
+            "app/10.temporary",
+            "app/d/9.temporary",
+            "app/d/10.temporary",
+        ]
+        assert read(installation.at("app/d/9")) == sources[moved + 1]
+
+
 def find_row(wanted):
     """Its line and its values."""
     line = 1

@@ -1,0 +1,150 @@
+#include "post/leftovers.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <string_view>
+
+#include "common/io/file.h"
+#include "post/update_line.h"
+
+namespace {
+
+// A folder is looked at with its second line, and again when its lines have doubled. A file system takes some 20 bytes
+// for a name in memory and some 40 on a disk, in blocks of 4,096, and reading a name costs a twelfth of a question: so
+// much reading is a few hundredths of what many lines have cost that pay for it, and of two what one of them gives
+// back. Some systems say little of a folder's size, hence the limit of names.
+constexpr uint64_t kFirstLook = 2;
+constexpr uint64_t kNoLook = std::numeric_limits<uint64_t>::max();
+constexpr uint64_t kBlock = 4096, kBytesOfLine = 256;
+constexpr uint64_t kNames = 192, kNamesOfLine = 16;
+
+constexpr std::string_view kSuffix = kUpdateBackupSuffix;
+
+// Equal for names that differ in case alone, which some file systems take for one. 0 for a name with other than ASCII
+// characters: which of those are taken for others depends on the file system.
+uint64_t Hash(std::string_view name) {
+    uint64_t hash = 0xcbf29ce484222325;  // FNV-1a
+    for (const char character : name) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte > 127) return 0;
+        hash = (hash ^ (byte | 0x20U)) * 0x100000001b3;
+    }
+    return hash;
+}
+
+// The destination that a name is a backup name of, or a variant that is cleared; empty for another name.
+std::string_view DestinationOf(std::string_view name) {
+    static_assert(kUpdateClearedVariants == 9);
+    if (!name.empty() && name.back() >= '1' && name.back() <= '9') name.remove_suffix(1);
+    if (name.size() < kSuffix.size()) return {};
+    const size_t length = name.size() - kSuffix.size();
+    return strncasecmp(name.data() + length, kSuffix.data(), kSuffix.size()) == 0 ? name.substr(0, length)
+                                                                                  : std::string_view{};
+}
+
+// False for a name that can't be compared.
+bool Note(const dirent& entry, std::unordered_set<uint64_t>* asked) {
+    const uint64_t hash = Hash(entry.d_name);
+    if (hash == 0) return false;
+    if (entry.d_type != DT_REG) asked->insert(hash);
+    const std::string_view destination = DestinationOf(entry.d_name);
+    if (!destination.empty()) asked->insert(Hash(destination));
+    return true;
+}
+
+struct Closes {
+    void operator()(DIR* folder) const { closedir(folder); }
+};
+
+}  // namespace
+
+Leftovers::Folder::Folder() : due(kFirstLook) {}
+
+bool Leftovers::NoneBeside(const char* destination, dev_t* device) noexcept {
+    try {
+        return Ask(destination, device);
+    } catch (const std::bad_alloc&) {
+        Forget();
+        return false;
+    }
+}
+
+void Leftovers::Forget() noexcept {
+    places_.clear();
+    known_ = 0;
+    ++turn_;
+}
+
+bool Leftovers::Ask(const char* destination, dev_t* device) {
+    const std::string path = UpdateFolder(destination);
+    Folder& folder = folders_[path];
+    ++lines_;
+    ++folder.lines;
+    const bool found = folder.turn == turn_;
+    const bool look = folder.lines >= folder.due && !(found && folder.place->second.known);
+    if (look || (known_ > 0 && !found)) Find(path, look, &folder);
+    if (folder.turn != turn_ || !folder.place->second.known) return false;
+
+    auto& [identity, names] = *folder.place;
+    const char* const slash = strrchr(destination, '/');
+    const char* const name = slash == nullptr ? destination : slash + 1;
+    if (*name == '\0') return false;
+    const uint64_t hash = Hash(name);
+    if (hash == 0) {
+        names = {};
+        --known_;
+        folder.due = kNoLook;
+        return false;
+    }
+    // A backup may be a folder that this run has moved there.
+    if (strcasestr(name, kUpdateBackupSuffix) != nullptr || !names.asked.insert(hash).second) return false;
+    *device = identity.first;
+    return true;
+}
+
+// Two paths can lead to one folder, and a line that comes by an unknown path could make names in a known one.
+void Leftovers::Find(const std::string& path, bool look, Folder* folder) {
+    struct stat record;
+    if (look) folder->due = 2 * folder->lines;
+    if (2 * ++finds_ > lines_ || FileStat(path.c_str(), &record) != 1) {
+        Forget();
+        return;
+    }
+    folder->place = &*places_.try_emplace({record.st_dev, record.st_ino}).first;
+    folder->turn = turn_;
+    if (!look || folder->place->second.known) return;
+    const auto size = static_cast<uint64_t>(record.st_size);
+    if (size > std::max(kBlock, kBytesOfLine * folder->lines)) {
+        folder->due = size / kBytesOfLine + 1;
+        return;
+    }
+    Read(path, folder);
+}
+
+void Leftovers::Read(const std::string& path, Folder* folder) {
+    Names& names = folder->place->second;
+    const std::unique_ptr<DIR, Closes> stream(opendir(path.c_str()));
+    bool fits = true, comparable = stream != nullptr;
+    for (uint64_t left = kNames + kNamesOfLine * folder->lines; fits && comparable; fits = left-- > 0) {
+        errno = 0;
+        const dirent* const entry = readdir(stream.get());
+        if (entry == nullptr) {
+            names.known = errno == 0;
+            break;
+        }
+        comparable = Note(*entry, &names.asked);
+    }
+    if (names.known) {
+        ++known_;
+    } else {
+        names.asked.clear();
+        if (fits) folder->due = kNoLook;  // it will not be read with more lines either
+    }
+}
