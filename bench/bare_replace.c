@@ -1,5 +1,6 @@
 #include "bare_replace.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -14,6 +15,7 @@ struct Text {
 
 static char prefix[64];
 static size_t prefixLength;
+static struct Text folder; /* that was looked at last */
 
 static char* Put(char* out, const char* text, size_t length) { return (char*)memcpy(out, text, length) + length; }
 
@@ -32,7 +34,30 @@ static int Rename(int log, struct Text from, struct Text to) {
     return Write(log, text, end) || rename(from.at, to.at) != 0;
 }
 
-static int Line(int log, struct Text line, struct Text* kept) {
+/* Whether a leftover is in the way of the backup whose name ends at end and has room for a digit. */
+static int LeftoverIsThere(const char* destination, char* name, char* end) {
+    struct stat record;
+    if (stat(name, &record) == 0) return 1;
+    end[1] = '\0';
+    for (char digit = '1'; digit <= '9'; ++digit) {
+        *end = digit;
+        if (stat(name, &record) == 0) return 1;
+    }
+    *end = '\0';
+    return stat(destination, &record) != 0 || stat(name, &record) == 0;
+}
+
+/* Reads the names of the folder that a path lies in. */
+static int Look(const char* path, size_t length) {
+    char name[1024];
+    *Put(name, path, length) = '\0';
+    DIR* names = opendir(name);
+    if (names == NULL) return 1;
+    while (readdir(names) != NULL) continue;
+    return closedir(names);
+}
+
+static int Line(int log, int asks, struct Text line, struct Text* kept) {
     char text[4096];
     char* end = Put(text, prefix, prefixLength);
     end = PUT(end, "PostMain: Parsing update line '");
@@ -53,15 +78,13 @@ static int Line(int log, struct Text line, struct Text* kept) {
     *end = '\0';
     const struct Text backup = {name, (size_t)(end - name)};
 
-    struct stat record;
-    if (stat(name, &record) == 0) return 1;
-    end[1] = '\0';
-    for (char digit = '1'; digit <= '9'; ++digit) {
-        *end = digit;
-        if (stat(name, &record) == 0) return 1;
+    const size_t length = (size_t)(strrchr(destination.at, '/') - destination.at);
+    if (asks) {
+        if (LeftoverIsThere(destination.at, name, end)) return 1;
+    } else if (folder.length != length || memcmp(folder.at, destination.at, length) != 0) {
+        if (Look(destination.at, length)) return 1;
+        folder = (struct Text){destination.at, length};
     }
-    *end = '\0';
-    if (stat(destination.at, &record) != 0 || stat(name, &record) == 0) return 1;
     if (Rename(log, destination, backup) || Rename(log, source, destination)) return 1;
     *kept = destination;
     return 0;
@@ -81,8 +104,9 @@ static int Remove(int log, struct Text destination) {
     return unlink(name);
 }
 
-int BareReplace(const char* list, int log) {
+int BareReplace(const char* list, int log, int asks) {
     prefixLength = (size_t)snprintf(prefix, sizeof prefix, "%d %d 00:00:00 000.000 ", (int)getpid(), (int)getpid());
+    folder = (struct Text){NULL, 0};
     const int file = open(list, O_RDONLY | O_CLOEXEC);
     struct stat record;
     if (file == -1 || fstat(file, &record) != 0) return 1;
@@ -109,7 +133,7 @@ int BareReplace(const char* list, int log) {
             kept = grown;
         }
         const struct Text line = {at, (size_t)(newline - at)};
-        failed = Line(log, line, &kept[count++]);
+        failed = Line(log, asks, line, &kept[count++]);
         at = newline + 1;
     }
     unlink(list);

@@ -1,4 +1,10 @@
-/* bench_bare_replace LIST: BareReplace as a program, with its log on the standard error like qvpost's. */
+/* bench_bare_replace [-n] LIST: BareReplace as a program, with its log on the standard error like qvpost's; with -n
+ * without its stats. */
 #include "bare_replace.h"
 
-int main(int argc, char** argv) { return argc == 2 ? BareReplace(argv[1], 2) : 2; }
+#include <string.h>
+
+int main(int argc, char** argv) {
+    const int asks = argc < 2 || strcmp(argv[1], "-n") != 0;
+    return argc == (asks ? 2 : 3) ? BareReplace(argv[argc - 1], 2, asks) : 2;
+}

@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr int kFolder = 100;
-
 void WriteFile(const std::string& path, const std::string& text) {
     std::ofstream file(path);
     if (!(file << text).flush()) Fail("can't write " + path);
@@ -70,9 +68,10 @@ Run RunProgram(const std::vector<std::string>& command, const std::string& error
     return {seconds, Seconds(usage.ru_utime) + Seconds(usage.ru_stime), usage.ru_maxrss};
 }
 
-Tree::Tree(const std::string& dir, int lines) : dir_(dir), list_(dir + "/update.list"), lines_(lines) {
+Tree::Tree(const std::string& dir, int lines, int filesOfFolder)
+    : dir_(dir), list_(dir + "/update.list"), lines_(lines), filesOfFolder_(filesOfFolder) {
     for (int index = 0; index < lines_; ++index) {
-        if (index % kFolder == 0) {
+        if (index % filesOfFolder_ == 0) {
             for (const std::string& path : {Installed(index), Unpacked(index)}) {
                 std::filesystem::create_directories(std::filesystem::path(path).parent_path());
             }
@@ -105,6 +104,7 @@ void Tree::Check() const {
 
 std::string Tree::Path(const char* side, int index) const {
     char name[64];
-    snprintf(name, sizeof name, "/%s/share/part%04d/file%02d.dat", side, index / kFolder, index % kFolder);
+    snprintf(name, sizeof name, "/%s/share/part%04d/file%02d.dat", side, index / filesOfFolder_,
+             index % filesOfFolder_);
     return dir_ + name;
 }

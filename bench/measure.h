@@ -24,11 +24,11 @@ struct Run {
 /// Runs a program that must end with status 0, its standard error on errorPath (emptied before).
 Run RunProgram(const std::vector<std::string>& command, const std::string& errorPath);
 
-/// A folder of installed files, a hundred in each of its folders, the new ones beside it, and the update list.
+/// A folder of installed files, the new ones beside it, and the update list.
 class Tree {
 public:
-    /// Makes the installed files.
-    Tree(const std::string& dir, int lines);
+    /// Makes the installed files, so many in each folder.
+    Tree(const std::string& dir, int lines, int filesOfFolder = 100);
     ~Tree();
     Tree(const Tree&) = delete;
     Tree& operator=(const Tree&) = delete;
@@ -47,6 +47,6 @@ private:
     std::string Path(const char* side, int index) const;
 
     const std::string dir_, list_;
-    const int lines_;
+    const int lines_, filesOfFolder_;
     int unpacks_ = 0;
 };

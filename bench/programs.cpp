@@ -1,18 +1,18 @@
 // Measures whole programs beside each other: in each round every program runs once, and the ratio is that of the round.
 //
-//     bench_programs replace DIR LINES ROUNDS NAME=PROGRAM...
+//     bench_programs replace DIR LINES[/FILES] ROUNDS NAME=PROGRAM...
 //     bench_programs start ROUNDS NAME=PROGRAM...
 //     bench_programs growth DIR SMALL LARGE ROUNDS NAME=PROGRAM...
 //     bench_programs latency QVPOST RUNS
 //     bench_programs tree DIR LINES
 //
-// "growth" compares the cost of a line in a list of LARGE lines with that in a list of SMALL ones, and writes the name,
-// the ratio, the ratio of processor time, and the bytes of memory that a line takes. "latency" writes the mean, the
-// least and the greatest number of milliseconds from the updater's death to the server's start. "tree" makes files to
-// replace, and writes the path of their list. The first two write, between tabs: the name, microseconds (of a line; of
-// a run), the ratio to the first program, the same ratio of processor time, and the peak of memory in kilobytes. For
-// "replace", a name that ends in "-file" has its log in a file, and others on /dev/null; "," in a program separates
-// words, and the list is added as the last word.
+// FILES are those in each folder, 100 without it. "growth" compares the cost of a line in a list of LARGE lines with
+// that in a list of SMALL ones, and writes the name, the ratio, the ratio of processor time, and the bytes of memory
+// that a line takes. "latency" writes the mean, the least and the greatest number of milliseconds from the updater's
+// death to the server's start. "tree" makes files to replace, and writes the path of their list. The first two write,
+// between tabs: the name, microseconds (of a line; of a run), the ratio to the first program, the same ratio of
+// processor time, and the peak of memory in kilobytes. For "replace", a name that ends in "-file" has its log in a
+// file, and others on /dev/null; "," in a program separates words, and the list is added as the last word.
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -96,8 +96,10 @@ Run ReplaceOnce(const Contender& contender, Tree* tree, const std::string& log) 
     return run;
 }
 
-void MeasureReplace(const std::string& dir, int lines, int rounds, std::vector<Contender> contenders) {
-    Tree tree(dir, lines);
+void MeasureReplace(const std::string& dir, const char* size, int rounds, std::vector<Contender> contenders) {
+    const char* const files = strchr(size, '/');
+    const int lines = atoi(size);
+    Tree tree(dir, lines, files != nullptr ? atoi(files + 1) : 100);
     RunRounds(&contenders, rounds, [&](Contender* contender) {
         const bool toFile = contender->name.ends_with("-file");
         contender->Add(ReplaceOnce(*contender, &tree, toFile ? dir + "/log" : "/dev/null"));
@@ -194,7 +196,7 @@ int main(int argc, char** argv) {
     unsetenv("QV_SYSTEM");
     const std::string what = argc > 1 ? argv[1] : "";
     if (what == "replace" && argc > 5) {
-        MeasureReplace(argv[2], atoi(argv[3]), atoi(argv[4]), Contenders(argv + 5, argv + argc));
+        MeasureReplace(argv[2], argv[3], atoi(argv[4]), Contenders(argv + 5, argv + argc));
     } else if (what == "growth" && argc > 6) {
         MeasureGrowth(argv[2], atoi(argv[3]), atoi(argv[4]), atoi(argv[5]), Contenders(argv + 6, argv + argc));
     } else if (what == "start" && argc > 3) {

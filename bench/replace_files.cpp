@@ -21,7 +21,10 @@ bool ReplaceWithQvpost(const char* list) {
     return true;
 }
 
-bool ReplaceBare(const char* list) { return BareReplace(list, 2) == 0; }
+template <int Asks>
+bool ReplaceBare(const char* list) {
+    return BareReplace(list, 2, Asks) == 0;
+}
 
 template <bool (*Replace)(const char*)>
 void Lines(benchmark::State& state) {
@@ -37,7 +40,8 @@ void Lines(benchmark::State& state) {
 }
 
 BENCHMARK(Lines<ReplaceWithQvpost>)->Name("Replace")->Arg(100)->Arg(10'000)->UseManualTime()->Iterations(5);
-BENCHMARK(Lines<ReplaceBare>)->Name("BareReplace")->Arg(100)->Arg(10'000)->UseManualTime()->Iterations(5);
+BENCHMARK(Lines<ReplaceBare<1>>)->Name("BareReplace")->Arg(100)->Arg(10'000)->UseManualTime()->Iterations(5);
+BENCHMARK(Lines<ReplaceBare<0>>)->Name("BareRest")->Arg(100)->Arg(10'000)->UseManualTime()->Iterations(5);
 
 }  // namespace
 
