@@ -25,6 +25,10 @@ constexpr uint64_t kNoLook = std::numeric_limits<uint64_t>::max();
 constexpr uint64_t kBlock = 4096, kBytesOfLine = 256;
 constexpr uint64_t kNames = 192, kNamesOfLine = 16;
 
+// To find where a path leads is one question. There may be one for two lines, and so many more for each line that was
+// spared its twelve.
+constexpr uint64_t kFindsSpared = 4;
+
 constexpr std::string_view kSuffix = kUpdateBackupSuffix;
 
 // Equal for names that differ in case alone, which some file systems take for one. 0 for a name with other than ASCII
@@ -106,6 +110,7 @@ bool Leftovers::Ask(const char* destination, dev_t* device) {
     // A backup may be a folder that this run has moved there.
     if (strcasestr(name, kUpdateBackupSuffix) != nullptr || !names.asked.insert(hash).second) return false;
     *device = identity.first;
+    ++spared_;
     return true;
 }
 
@@ -113,7 +118,7 @@ bool Leftovers::Ask(const char* destination, dev_t* device) {
 void Leftovers::Find(const std::string& path, bool look, Folder* folder) {
     struct stat record;
     if (look) folder->due = 2 * folder->lines;
-    if (2 * ++finds_ > lines_ || FileStat(path.c_str(), &record) != 1) {
+    if (++finds_ > lines_ / 2 + kFindsSpared * spared_ || FileStat(path.c_str(), &record) != 1) {
         Forget();
         return;
     }

@@ -54,5 +54,5 @@ private:
     std::unordered_map<std::string, Folder> folders_;
     Places places_;
     uint64_t known_ = 0;  ///< how many places are; while there is one, a line's place must be found
-    uint64_t lines_ = 0, finds_ = 0, turn_ = 1;
+    uint64_t lines_ = 0, finds_ = 0, spared_ = 0, turn_ = 1;
 };
