@@ -64,7 +64,7 @@ TEST(ProcessCreate, RunsTheFirstParameterUnderItsNameAndEnvironment) {
     SHOW(Ran({"./program", "name", "a"}, environment));               // = "7 -1 a given\x0A"
     SHOW(Ran({"sh", "renamed", "-c", "echo $0; kill $$"}, nullptr));  // = "4 -1 renamed\x0A"
     SHOW(Ran({"sh", "sh"}, environment));                             // = "2 2 "
-    SHOW(Ran({"nice", "nice"}, nullptr, 5));                          // = "0 -1 5\x0A"
+    SHOW(Ran({"nice", "nice"}, nullptr, 18));                         // = "0 -1 18\x0A"
     SHOW(Ran({"nice", "nice"}, nullptr, ProcessPriorityLowest));      // = "0 -1 19\x0A"
     ASSERT_EQ(seteuid(getuid() == 0 ? 65534 : getuid()), 0);
     EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr), "0 -1 " + std::to_string(geteuid()) + "\n");
