@@ -1,8 +1,8 @@
 #include "post/exit_path.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "common/process/process_control.h"
 #include "common/util/string_owned.h"
@@ -41,14 +41,13 @@ void PostMainShowDialog() { Line() << "PostMain: WARNING! Should now display an 
     ProcessExit(postData_.error);
 }
 
-// The arguments that tell a client the outcome. errorText must hold 8 bytes and live as long as the vector.
-ChildVector OutcomeVector(int error, char* errorText) {
+// The arguments that tell a client the outcome. errorText is that of the error and must live as long as the vector.
+ChildVector OutcomeVector(int error, const char* errorText) {
     ChildVector vector(postData_.client);
     if (error == 0) {
         vector.Add("--post", "success");
         return vector;
     }
-    snprintf(errorText, 8, "%d", error);
     vector.Add("--post", postData_.action != nullptr ? postData_.action : kDefaultAction);
     vector.Add("--error", errorText);
     if (postData_.entry != nullptr) vector.Add("--entry", postData_.entry);
@@ -57,9 +56,9 @@ ChildVector OutcomeVector(int error, char* errorText) {
 }
 
 [[noreturn]] void TellClient(int error) {
-    char errorText[8];
+    const std::string errorText = std::to_string(error);
     const ChildKind& kind = kOutcomeClient;
-    const ChildOutcome outcome = PostMainRunChild(kind, OutcomeVector(error, errorText));
+    const ChildOutcome outcome = PostMainRunChild(kind, OutcomeVector(error, errorText.c_str()));
     if (outcome.error == 0) {
         PostMainFreeUpdates();
         ProcessExit(postData_.error);

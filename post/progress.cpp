@@ -5,8 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <string>
 
 #include "common/io/socket_system.h"
 #include "common/process/thread.h"
@@ -34,9 +33,8 @@ int JoinThread() {
 void PostMainWriteProgress(int value) {
     const int descriptor = progressData_.descriptors[1];
     if (postData_.client == nullptr || descriptor == -1) return;
-    char text[16];
-    snprintf(text, sizeof text, "%d", value);
-    const ssize_t sent = send(descriptor, text, strlen(text) + 1, 0);
+    const std::string text = std::to_string(value);
+    const ssize_t sent = send(descriptor, text.c_str(), text.size() + 1, 0);
     if (sent < 0) {
         const int error = errno;
         Line() << "PostMain: ERROR! Could not write to 'FD#" << descriptor << "'. "

@@ -77,9 +77,8 @@ void* PostMainProgressThread(void* /*argument*/) {
     progressData_.mutex.Lock();
     // The exit path frees the client's path before it joins this thread.
     const std::string client = postData_.client;
-    char descriptorText[8];
-    snprintf(descriptorText, sizeof descriptorText, "%d", progressData_.descriptors[0]);
-    const ChildVector vector = ProgressVector(client.c_str(), descriptorText);
+    const std::string descriptor = std::to_string(progressData_.descriptors[0]);
+    const ChildVector vector = ProgressVector(client.c_str(), descriptor.c_str());
     const ChildKind& kind = kProgressClient;
     bool runs = false;
     const int pid = PostMainStartChild(kind, vector, &runs);

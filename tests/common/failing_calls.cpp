@@ -28,6 +28,10 @@ Failing::Failing(const char* call, int error, int passing) {
 
 Failing::~Failing() { name = ""; }
 
+static char named[] = "named";
+static hostent host{
+    .h_name = named, .h_aliases = nullptr, .h_addrtype = AF_INET, .h_length = 0, .h_addr_list = nullptr};
+
 // Most calls leave their number in errno, some return it, and the resolver has a variable of its own.
 static auto Failed(auto answer) { return errno = h_errno = number, answer; }
 
@@ -39,14 +43,18 @@ static auto Failed(auto answer) { return errno = h_errno = number, answer; }
     }
 CALL(int, fcntl, (int a, int b, long c), Failed(-1), __real_fcntl(a, b, c))
 CALL(int, fork, (), Failed(-1), __real_fork())
+CALL(hostent*, gethostbyaddr, (const void*, socklen_t, int), Failed(nullptr), &host)
 CALL(hostent*, gethostbyname, (const char* a), Failed(nullptr), __real_gethostbyname(a))
 CALL(int, getpwnam_r, (const char* a, passwd* b, char* c, size_t d, passwd** e), number,
      __real_getpwnam_r(a, b, c, d, e))
 CALL(int, kill, (pid_t a, int b), Failed(-1), __real_kill(a, b))
 CALL(int, nice, (int a), Failed(-1), __real_nice(a))
+CALL(int, pipe, (int* a), Failed(-1), __real_pipe(a))
 CALL(int, pthread_create, (pthread_t * a, const pthread_attr_t* b, void* (*c)(void*), void* d), number,
      __real_pthread_create(a, b, c, d))
 CALL(int, pthread_kill, (pthread_t a, int b), number, __real_pthread_kill(a, b))
+CALL(int, pthread_mutex_init, (pthread_mutex_t * a, const pthread_mutexattr_t* b), number,
+     __real_pthread_mutex_init(a, b))
 CALL(int, pthread_mutex_timedlock, (pthread_mutex_t * a, const timespec* b), 0,
      (deadline = *b, __real_pthread_mutex_timedlock(a, b)))
 CALL(ssize_t, read, (int a, void* b, size_t c), Failed(-1), __real_read(a, b, c))

@@ -17,17 +17,22 @@ namespace {
 TEST(File, PathsAreJoinedAndAskedAbout) {
     const CurrentFolder folder;
     WriteFile("ten", "0123456789");
-    SHOW(Owned{FileJoinPath("/tmp/", "a")});  // = "/tmp//a"
-    SHOW(Owned{FileJoinPath("", "a")});       // = "a"
-    SHOW(Owned{FileJoinPath(nullptr, "")});   // = null
-    SHOW(FileIsDirectory(nullptr, "ten/x"));  // = -1 ENOTDIR
-    SHOW(FileIsRegular(".", "ten"));          // = 1
-    SHOW(FileIsRegular("/dev", "null"));      // = 0
-    SHOW(FileGetSize(nullptr, "ten"));        // = 10
-    SHOW(FileGetSize(nullptr, "none"));       // = 0 ENOENT
-    SHOW(FileGetSize(nullptr, "."));          // = -1 EINVAL
-    SHOW(FileIsAccessible(".", "", F_OK));    // = 0 EFAULT
-    SHOW(FileChangeOwner(nullptr, 0, 0));     // = -1 EFAULT
+    SHOW(Owned{FileJoinPath("/tmp/", "a")});   // = "/tmp//a"
+    SHOW(Owned{FileJoinPath("", "a")});        // = "a"
+    SHOW(Owned{FileJoinPath(nullptr, "")});    // = null
+    SHOW(FileIsDirectory(nullptr, "ten/x"));   // = -1 ENOTDIR
+    SHOW(FileIsRegular(".", "ten"));           // = 1
+    SHOW(FileIsRegular("/dev", "null"));       // = 0
+    SHOW(FileGetSize(nullptr, "ten"));         // = 10
+    SHOW(FileGetSize(nullptr, "none"));        // = 0 ENOENT
+    SHOW(FileGetSize(nullptr, "."));           // = -1 EINVAL
+    SHOW(FileIsDirectory(".", ""));            // = -1 EFAULT
+    SHOW(FileIsAccessible(".", "ten", R_OK));  // = 1
+    struct stat record {};
+    SHOW(FileStat("/dev/null", &record), FileStatIsRegular(&record), FileStatIsDirectory(&record));  // = 1 -1 0
+    SHOW(FileChangeOwner("ten", getuid(), getgid()));                                                // = 1
+    SHOW(FileIsAccessible(".", "", F_OK));                                                           // = 0 EFAULT
+    SHOW(FileChangeOwner(nullptr, 0, 0));                                                            // = -1 EFAULT
     // | @ File: ERROR! Can't change ownership of 'nil'.
     // | @ File: ERROR! Error is 14, Bad address.
     SHOW(FileHasPathPrefix("../"));   // = 0
@@ -56,8 +61,12 @@ TEST(File, LinesAreReadAndStringsWrittenPieceByPiece) {
     SHOW(FileReadLine(ends[0], text, 2) - text, text);                                // = 1 "\x0A"
     SHOW(FileReadLine(ends[0], text, 16) - text, text);                               // = 3 EIO "cdg"
     SHOW(FileReadLine(ends[0], text, 16));                                            // = null EIO
+    SHOW(FileSetNoInherit(ends[0], 1), fcntl(ends[0], F_GETFD));                      // = 1 1
+    SHOW(FileSetNonBlocking(ends[0], 1), fcntl(ends[0], F_GETFL) & O_NONBLOCK);       // = 1 2048
     close(ends[0]);
-    SHOW(FileGetBytesWritable(3));  // = -1 ENOSYS
+    SHOW((Failing("pipe", EMFILE), FilePipe(ends, 4096)));  // = -1 EMFILE
+    SHOW(FileGetBytesQueued(-1));                           // = -1 ENOSYS
+    SHOW(FileGetBytesWritable(3));                          // = -1 ENOSYS
     // | @ File: WARNING! Can't query the bytes writable to FD#3.
 }
 
@@ -95,6 +104,10 @@ TEST(SocketOptions, AreSet) {
     SHOW(SocketSetLinger(kOne, 1), Option(SOL_SOCKET, SO_LINGER));             // = 1 2
     SHOW(SocketSetLinger(kOne, 0), Option(SOL_SOCKET, SO_LINGER));             // = 1 1
     SHOW(SocketGetError(kOne));                                                // = 0
+    SHOW(SocketSetKeepAlive(kOne, 1), Option(SOL_SOCKET, SO_KEEPALIVE));       // = 1 1
+    SHOW(SocketSetReuseAddress(kOne, 1), Option(SOL_SOCKET, SO_REUSEADDR));    // = 1 1
+    SHOW(SocketSetQuickAck(kOne, 0), Option(IPPROTO_TCP, TCP_QUICKACK));       // = 1 0
+    SHOW(SocketSystemCleanup());                                               // = 1
 }
 
 TEST(SocketOptions, AreMissingSilentlyAndFailOnBothStreams) {
@@ -120,7 +133,26 @@ TEST(SocketOptions, AreMissingSilentlyAndFailOnBothStreams) {
     // | Error: Failed to set SO_LINGER values to 1 and 5 on FD#-1. Error is 9 'Bad file descriptor'.
     SHOW(SocketGetBytesQueued(-1));  // = -1 EBADF
     // | Error: Failed to get bytes queued on FD#-1. Error is 9 'Bad file descriptor'.
+    SHOW(SocketSetNonBlocking(-1, 1));  // = -1 EBADF
+    // | Error: Can't set non-blocking mode on FD#-1 to 1. Error is 9 'Bad file descriptor'.
+    SHOW(SocketGetOption(-1, SocketOptionNoDelay));  // = -1 EBADF
+    // | Error: Query failed for option 2 on FD#-1.
+    // | Error: Error is 9 'Bad file descriptor'.
+    SHOW(SocketGetError(-1));  // = -1 EBADF
+    // | Error: Failed to get the SO_ERROR option for FD#-1. Error is 9 'Bad file descriptor'.
+    SHOW(SocketGetPort(-1, 1));  // = -1 EBADF
+    // | Error: Can't get the local host for FD#-1.
+    // | Error: Error is 9 'Bad file descriptor'.
+    SHOW(SocketGetHost(-1, 1));  // = null EBADF
+    // | Error: Can't get the local host info for FD#-1.
+    // | Error: Error is 9 'Bad file descriptor'.
     logger_.mode_ = 1;
+    SHOW(SocketGetOption(-1, 77));  // = -1 ENOSYS
+    // | @ Socket: WARNING! Query for option 77 not implemented.
+    // | @ Socket: ERROR! Query failed for option 77 on FD#-1.
+    // | Error: Query failed for option 77 on FD#-1.
+    // | @ Socket: ERROR! Error is 38 'Function not implemented'.
+    // | Error: Error is 38 'Function not implemented'.
 }
 
 TEST(SocketPipe, IsAPairOrNothing) {
@@ -170,15 +202,31 @@ TEST(SocketAddress, IsLookedUp) {
     SHOW((Failing("gethostbyname", TRY_AGAIN), SocketResolveText("10.1.2.3")));  // = "10.1.2.3" ENOENT
     SHOW(SocketResolveAddress(""));                                              // = 0 EADDRNOTAVAIL
     logger_.mode_ = 2;                                                           // of the others the level lines alone
-    SHOW(Resolve(NO_DATA));                                                      // = EADDRNOTAVAIL
+    SHOW(Resolve(HOST_NOT_FOUND));                                               // = EADDRNOTAVAIL
+    // | Error: Failed to resolve address 'host'.
+    // | Error: Error is 1 'The specified host is unknown'.
+    SHOW(Resolve(TRY_AGAIN));  // = EADDRNOTAVAIL
+    // | Error: Failed to resolve address 'host'.
+    // | Error: Error is 2 'Temporary name server error'.
+    SHOW(Resolve(NO_RECOVERY));  // = EADDRNOTAVAIL
+    // | Error: Failed to resolve address 'host'.
+    // | Error: Error is 3 'Non-recoverable name server error'.
+    SHOW((Failing("gethostbyaddr", NO_DATA), SocketResolveName("10.1.2.3")));  // = null EINTR
+    // | Error: Failed to resolve address '10.1.2.3'.
+    // | Error: Error is 4 'Host does not have an IP address'.
+    SHOW(SocketResolveName("x"));  // = null
+    // | Error: Wrong IPv4 dotted-decimal address 'x'.
+    SHOW(Resolve(NO_DATA));  // = EADDRNOTAVAIL
     // | Error: Failed to resolve address 'host'.
     // | Error: Error is 4 'Host does not have an IP address'.
     SHOW(Resolve(77));  // = EADDRNOTAVAIL
     // | Error: Failed to resolve address 'host'.
     // | Error: Error is 77 'Unknown'.
     logger_.mode_ = 1;
-    SHOW(SocketIsNumericAddress("::1"));  // = 1
-    SHOW(SocketIsNumericAddress(""));     // = -1
+    SHOW(SocketResolveName("10.1.2.3"));    // = "named"
+    SHOW(SocketAddressToText(0x0100A8C0));  // = "192.168.0.1"
+    SHOW(SocketIsNumericAddress("::1"));    // = 1
+    SHOW(SocketIsNumericAddress(""));       // = -1
 }
 
 TEST(SocketAddress, OfBothEndsIsTold) {

@@ -71,11 +71,25 @@ TEST(Logger, LinesBeginAsIfNothingWasLeftBehind) {
     std::clog.clear();
 }
 
+// How many errors have a name, which must be the one that the system has for them.
+int NamedErrors() {
+    int count = 0;
+    for (int error = 1; error < 200; ++error) {
+        const std::string name = ErrorName(error);
+        if (name == "Unknown" || error == ENOTSUP) continue;
+        EXPECT_EQ(name, strerrorname_np(error));
+        ++count;
+    }
+    return count;
+}
+
 TEST(ErrorName, IsThatOfTheSystem) {
-    SHOW(ErrorName(0));        // = "Success"
-    SHOW(ErrorName(ENOTSUP));  // = "ENOTSUP"
-    SHOW(ErrorString(0));      // = "No error"
-    SHOW(LastErrorString());   // = "Unknown error 4711"
+    SHOW(NamedErrors());                     // = 54
+    SHOW((errno = EPERM, LastErrorName()));  // = "EPERM" EPERM
+    SHOW(ErrorName(0));                      // = "Success"
+    SHOW(ErrorName(ENOTSUP));                // = "ENOTSUP"
+    SHOW(ErrorString(0));                    // = "No error"
+    SHOW(LastErrorString());                 // = "Unknown error 4711"
 }
 
 TEST(Report, WritesTwoLinesAndLeavesTheErrorNumber) {
@@ -85,6 +99,35 @@ TEST(Report, WritesTwoLinesAndLeavesTheErrorNumber) {
     logger_.mode_ = 2;                                 // of the others the level line alone
     SHOW(ReportBadValueForType("C", 3, 9, "m", "x"));  // = EINVAL
     // | Error: Bad value '9' for type '3' in method 'C::m()' context [x].
+    const void* const address = reinterpret_cast<void*>(16);
+    SHOW(ReportBadValue("C", 9, "m", "x"));  // = EINVAL
+    // | Error: Bad value '9' in method 'C::m()' context [x].
+    SHOW(ReportBadValue("C", address, "m", "x"));  // = EINVAL
+    // | Error: Bad value '0x10' in method 'C::m()' context [x].
+    SHOW(ReportBadPointer("C", address, "m", "x"));  // = EINVAL
+    // | Error: Bad pointer '0x10' in method 'C::m()' context [x].
+    SHOW(ReportNotPermitted("C", "m", "x"));  // = EPERM
+    // | Error: Operation not permitted in method 'C::m()' context [x].
+    SHOW(ReportNotImplemented("C", "m", "x"));  // = ENOSYS
+    // | Error: Not implemented in method 'C::m()' context [x].
+    SHOW(ReportNotImplemented("C", address, "m", "x"));  // = ENOSYS
+    // | Error: Not implemented in method 'C::m()' context [x] value '0x10'.
+    SHOW(ReportNoMemory("C", "m", "x"));  // = ENOMEM
+    // | Error: Memory allocation failed in method 'C::m()' context [x].
+    SHOW(ReportInvalidState("C", "m", "x"));  // = EACCES
+    // | Error: Invalid state for object in method 'C::m()' context [x].
+    SHOW(ReportBadDescriptorState("C", "m", "x"));  // = EBADF
+    // | Error: Bad descriptor state in method 'C::m()' context [x].
+    SHOW(ReportBufferNotFound("C", "m", "x"));  // = ENXIO
+    // | Error: Buffer not found in method 'C::m()' context [x].
+    SHOW(ReportInvalidBufferOwner("C", "m", "x"));  // = EDEADLK
+    // | Error: Invalid buffer owner in method 'C::m()' context [x].
+    SHOW(ReportBadEvent("C", "text", "m", "x"));  // = EBADE
+    // | Error: Bad event 'text' in method 'C::m()' context [x].
+    SHOW(ReportInvalidTypeOperation("C", "text", "m", "x"));  // = EOPNOTSUPP
+    // | Error: Invalid operation for type 'text' in method 'C::m()' context [x].
+    SHOW(ReportInvalidProtoOperation("C", "text", "m", "x"));  // = EPROTO
+    // | Error: Invalid operation for proto 'text' in method 'C::m()' context [x].
     SHOW(ReportNotImplemented("C", 5, "m", "x"));  // = ENOSYS
     // | Error: Not implemented in method 'C::m()' context [x] value '5'.
     logger_.mode_ = 1;

@@ -66,10 +66,11 @@ TEST(ProcessCreate, RunsTheFirstParameterUnderItsNameAndEnvironment) {
     SHOW(Ran({"sh", "sh"}, environment));                             // = "2 2 "
     SHOW(Ran({"nice", "nice"}, nullptr, 18));                         // = "0 -1 18\x0A"
     SHOW(Ran({"nice", "nice"}, nullptr, ProcessPriorityLowest));      // = "0 -1 19\x0A"
-    ASSERT_EQ(seteuid(getuid() == 0 ? 65534 : getuid()), 0);
+    ASSERT_EQ(setegid(getuid() == 0 ? 65534 : getgid()) + seteuid(getuid() == 0 ? 65534 : getuid()), 0);
     EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr), "0 -1 " + std::to_string(geteuid()) + "\n");
+    EXPECT_EQ(Ran({"id", "id", "-g"}, nullptr, 0, 0), "0 -1 " + std::to_string(getgid()) + "\n");
     EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr, 0, 0), "0 -1 " + std::to_string(getuid()) + "\n");
-    ASSERT_EQ(seteuid(getuid()), 0);
+    ASSERT_EQ(seteuid(getuid()) + setegid(getgid()), 0);
 }
 
 TEST(ProcessCreate, FailuresLeaveTheirNumber) {
@@ -93,7 +94,11 @@ TEST(ProcessCreate, FailuresLeaveTheirNumber) {
     SHOW(ProcessSetUserId(~0U));  // = -1 EINVAL
     // | @ Process: ERROR! Can't set user id to -1.
     // | @ Process: ERROR! Error is 22, Invalid argument.
+    SHOW(ProcessSetGroupId(~0U));  // = -1 EINVAL
+    // | @ Process: ERROR! Can't set group id to -1.
+    // | @ Process: ERROR! Error is 22, Invalid argument.
     SHOW(ProcessSetUserId(getuid()));                                                                // = 1
+    SHOW(ProcessPriorityValue(ProcessPriorityNormal));                                               // = 0
     SHOW(ProcessPriorityValue(ProcessPriorityHigh));                                                 // = -10
     SHOW(InChild([] { return ProcessSetPriority(18) + ProcessChangePriority(1) + nice(0); }) >> 8);  // = 21
 }
@@ -108,7 +113,10 @@ TEST(Process, IsWatchedJudgedAndEnded) {
     SHOW(ProcessExitCode(0x8B));    // = 4
     SHOW(ProcessExitCode(0x137F));  // = 4991
     // | @ Process: WARNING! Unrecognized exit code '4991'.
-    SHOW(ProcessStopSignalName(0x137F));  // = "SIGSTOP"
+    SHOW(ProcessStopSignalName(0x137F));                 // = "SIGSTOP"
+    SHOW(ProcessIsStopped(0x137F));                      // = 1
+    SHOW(ProcessTermSignalName(0x8B));                   // = "SIGSEGV"
+    SHOW(ProcessSignal(getpid(), 0) + ProcessRaise(0));  // = 0
     microsecondsSlept = 0;
     SHOW(ProcessSleep(200), microsecondsSlept);                                       // = 0 200000
     SHOW(InChild([] { return LogContinue() << "last", ProcessAbort(), 0; }) & 0x7F);  // = 6
@@ -125,7 +133,13 @@ TEST(ProcessAccounts, AreLookedUp) {
     SHOW(AnyErrno(ProcessUserIdByName("root")));         // = 0
     SHOW(AnyErrno(ProcessGroupIdByName("root")));        // = 0
     SHOW(AnyErrno(ProcessUserNameById(text, 0)), text);  // = 1 "root"
-    SHOW(ProcessGroupIdByName(nullptr));                 // = 4294967295 ENOENT
+    group group;
+    SHOW(AnyErrno(ProcessGroupNameById(text, 0)), text);                                  // = 1 "root"
+    SHOW(AnyErrno(ProcessGetGroupById(0, &group, text = nullptr)), group.gr_name);        // = 1 "root"
+    SHOW(AnyErrno(ProcessGetGroupByName("root", &group, text = nullptr)), group.gr_gid);  // = 1 0
+    SHOW(AnyErrno(ProcessGetUserById(0, &user, text = nullptr)), user.pw_name);           // = 1 "root"
+    text = "root";
+    SHOW(ProcessGroupIdByName(nullptr));  // = 4294967295 ENOENT
     // | @ Process: ERROR! Can't get information for group 'nil'.
     // | @ Process: ERROR! Error is 2, No such file or directory.
     SHOW(ProcessUserNameById(text, 0x7FFFFFFD), text);  // = -1 ENOENT "root"
@@ -218,6 +232,8 @@ TEST(Thread, IsCreatedJoinedAndCancelled) {
     SHOW((Failing("pthread_kill", ESRCH), ThreadSignal(pthread_self(), 0)));  // = -1 ESRCH
     SHOW((Failing("pthread_kill", ESRCH), ThreadStop(pthread_self())));       // = 0
     SHOW(ThreadSetCancelType(ThreadCancelAsynchronous), CancelType());        // = 0 1
+    SHOW(ThreadSetCancelType(ThreadCancelDeferred), CancelType());            // = 0 0
+    SHOW(ThreadYield());                                                      // = 0
     SHOW(ThreadSetCancelType(2));                                             // = 22
     // | @ Thread: ERROR! Invalid thread cancelability type '2'.
 }

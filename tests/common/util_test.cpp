@@ -16,6 +16,7 @@ TEST(StringOwned, IsReplacedExtendedAndCut) {
     Owned text;
     text = "tail";
     SHOW(StringSet(text, text.text + 1), text);                                               // = "ail"
+    SHOW(StringInit(text = nullptr, "x"), text);                                              // = "x"
     SHOW(StringAdd(text = "w", "x", "y", nullptr, "z"), text);                                // = "wxyz"
     SHOW(StringAdd(text = nullptr, nullptr, "", nullptr, ""), text);                          // = null
     SHOW(StringAddBytes(text = "x", "abc", 2), text);                                         // = "xab"
@@ -30,10 +31,14 @@ TEST(StringOwned, IsReplacedExtendedAndCut) {
 }
 
 TEST(StringText, IsTestedScannedAndEscaped) {
-    SHOW(StringStartsWith("fi", "file"));  // = null
-    SHOW(StringEndsWith("txt", ".txt"));   // = null
-    SHOW(StringHasDotDot("abc/../d"));     // = 1
-    SHOW(StringHasDotDot("ab/../d"));      // = 0
+    SHOW(StringStartsWith("fi", "file"));   // = null
+    SHOW(StringEndsWith("txt", ".txt"));    // = null
+    SHOW(StringEndsWith("a.txt", ".txt"));  // = ".txt"
+    SHOW(StringIsAbsolute("/a"));           // = 1
+    SHOW(StringIsAbsolute("a/"));           // = 0
+    SHOW(StringHasDotDot("../"));           // = 1
+    SHOW(StringHasDotDot("abc/../d"));      // = 1
+    SHOW(StringHasDotDot("ab/../d"));       // = 0
     std::string text = "~\x1D\x1F \x80";
     SHOW(StringCutUnprintable(text.data()));              // = "~\x1D\x1F "
     SHOW(StringCutUnprintable((text = "a\x1C").data()));  // = "a"
@@ -126,7 +131,10 @@ TEST(Mutex, BelongsToItsHolderUntilUnlockedAsOften) {
     SHOW(elsewhere());                                                           // = 0
     SHOW(InChild([&mutex] { return mutex.Reset(), mutex.TimedLock(0); }) >> 8);  // = 1
     UnlockOnceMore(mutex);
-    SHOW(elsewhere());  // = 1
+    SHOW(elsewhere());                                             // = 1
+    SHOW((Failing("pthread_mutex_init", EAGAIN), mutex.Reset()));  // =
+    // | @ Mutex: ERROR! Failed to reset the mutex.
+    // | @ Failed to reset the mutex.
 }
 
 TEST(Mutex, IsWaitedForUntilADeadlineOfTheRealTime) {
