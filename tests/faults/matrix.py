@@ -45,7 +45,7 @@ SCENARIOS = {
     "AllGoesWell": ("progress until 0", 0),
     "ScriptFails": ("progress until 0; --update exit 7", 7),
     "ServerStartFails": ("progress until 0; --startup exit 7", 7),
-    "ClientFailsEarly": ("progress call --update exit 7; --update report _; success exit 7", 7),
+    "ClientFailsEarly": ("progress calls --update exit 7; --update report _; success exit 7", 7),
     "ClientFailsLate": ("progress until 0 exit 7; success exit 7", 7),
     "LastSourceMissing": ("progress until 0", errno.ENOENT),
 }

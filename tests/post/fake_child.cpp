@@ -4,7 +4,8 @@
 //
 //     <first argument, or what follows --post> <command> <value> <command> <value>...; <the next child>...
 //
-// The commands are the rows below; "_" in a value is a blank. A wait ends when the program, FAKE_PROGRAM, has gone.
+// The commands are the rows below; another word is a file that is waited for until it holds the value, where "_" is a
+// blank. A wait ends when the program, FAKE_PROGRAM, has gone, and the progress client's when the run has failed.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -27,15 +28,20 @@ int channel = -1;
 
 void Append(const char* file, Text text) { std::ofstream(file, std::ios::app) << text << std::flush; }
 
-bool Holds(const char* file, Text text) {
+bool Holds(Text file, Text text) {
     std::ifstream in(file);
     return std::string(std::istreambuf_iterator<char>(in), {}).find(text) != std::string::npos;
 }
 
-template <class Event>
-void Await(Event event) {
+bool RunFailed() {
+    char text[64];
+    const ssize_t size = recv(channel, text, sizeof text, MSG_DONTWAIT);
+    return size == 0 || (size > 0 && memchr(text, '-', static_cast<size_t>(size)) != nullptr);
+}
+
+void Await(Text file, Text text) {
     const pid_t program = atoi(getenv("FAKE_PROGRAM"));
-    while (!event() && getppid() == program) usleep(500);
+    while (!Holds(file, text) && getppid() == program && !RunFailed()) usleep(500);
 }
 
 // Up to a value or a failure; to the end of the channel for 0.
@@ -52,22 +58,11 @@ void ReadChannel(Text last) {
     }
 }
 
-bool ChannelFailed() {
-    char text[64];
-    const ssize_t size = recv(channel, text, sizeof text, MSG_DONTWAIT);
-    return size == 0 || (size > 0 && memchr(text, '-', static_cast<size_t>(size)) != nullptr);
-}
-
 const std::map<std::string, void (*)(Text)> kCommands = {
     {"until", ReadChannel},
-    {"close", [](Text) { close(channel); }},
-    {"make", [](Text file) { Append(file.c_str(), ""); }},
-    {"await", [](Text file) { Await([&] { return access(file.c_str(), F_OK) == 0; }); }},
-    {"log", [](Text line) { Await([&] { return Holds("log", line); }); }},
-    // Until another child was called, or none will be.
-    {"call", [](Text child) { Await([&] { return Holds("calls", child) || ChannelFailed(); }); }},
+    {"close", [](Text word) { close(channel), Append("progress", " " + word); }},
     // Until the progress thread has reported how its client ended, where there is that thread.
-    {"report", [](Text) { Await([] { return !Holds("log", "Created the progress") || Holds("log", "context [A"); }); }},
+    {"report", [](Text) { Await("log", Holds("log", "Created the progress") ? "context [A" : ""); }},
     {"signal", [](Text number) { kill(getppid(), std::stoi(number)); }},
     {"die", [](Text number) { raise(std::stoi(number)); }},
     {"exit", [](Text code) { exit(std::stoi(code)); }},
@@ -95,24 +90,24 @@ int main(int argc, char** argv) {
     alarm(300);
     std::string call = strrchr(argv[0], '/') + 1;
     const std::string kind = argv[strcmp(argv[1], "--post") == 0 ? 2 : 1];
-    const bool progress = kind == "progress";
     for (int slot = 1; slot < argc; ++slot) {
-        const bool number = progress && strcmp(argv[slot - 1], "--fd") == 0;
+        const bool number = kind == "progress" && strcmp(argv[slot - 1], "--fd") == 0;
         if (number) channel = std::stoi(argv[slot]);
         call += std::string(" ") + (number ? "#" : argv[slot]);
     }
     Append("facts", Facts() + "; ");
+    const bool progress = kind == "progress";
     Append(progress ? "progress" : "calls", call + (progress ? ":" : "; "));
-    bool planned = false;
-    std::istringstream plans(getenv("FAKE_PLAN"));
+    std::istringstream plans(getenv("FAKE_PLAN") + std::string(";progress until 100"));
     for (std::string plan, word, value; std::getline(plans, plan, ';');) {
         std::istringstream words(plan);
         if (!(words >> word) || word != kind) continue;
-        planned = true;
         while (words >> word >> value) {
             std::ranges::replace(value, '_', ' ');
-            kCommands.at(word)(value);
+            const auto command = kCommands.find(word);
+            if (command == kCommands.end()) Await(word, value);
+            if (command != kCommands.end()) command->second(value);
         }
+        break;
     }
-    if (progress && !planned) ReadChannel("100");
 }

@@ -45,9 +45,8 @@ def long_destinations_lose_nothing():
             row = {"options": "-s bin/server -f list", "plan": f"--update exit {code}"}
             installation.start(row | {"list": "source=new/one,destination=" + path})
             assert installation.wait() == code
-            assert read(path) == ("old" if code else "new-one")
-            assert read(path[:-1]) == "neighbour"
-            assert len(os.listdir(folder)) == 2
+            files = [read(folder + name) for name in sorted(os.listdir(folder))]
+            assert files == ["neighbour", "old" if code else "new-one"]
 
 
 def folders_that_are_known_change():
@@ -62,35 +61,27 @@ def folders_that_are_known_change():
         write(installation.at("app/7.temporary9"), "leftover")
         write(installation.at("new/d/9.temporary"), "leftover")
         destinations = [f"app/{name}" for name in range(12)]
-        destinations += ["link/12", "app/12", "app/../app/11", "app/10.temporary", "app/10"]
-        destinations += [f"app/d/{name}" for name in range(9)]
-        moved = len(destinations)
-        destinations += ["app/d", "app/d/9", "link/d/10", "app/d/10"]
+        destinations += "link/12 app/12 app/../app/11 app/10.temporary app/10".split()
+        destinations += [f"app/d/{name}" for name in range(9)] + "app/d app/d/9 link/d/10 app/d/10".split()
         sources = [f"new/{number}" for number in range(len(destinations))]
-        sources[moved] = "new/d"
-        row = {"options": "-f list"}
-        row["list"] = "".join(f"source={pair[0]},destination={pair[1]}\n" for pair in zip(sources, destinations))
-        installation.start(row)
+        sources[-4] = "new/d"
+        pairs = zip(sources, destinations)
+        updates = "".join(f"source={source},destination={destination}\n" for source, destination in pairs)
+        installation.start({"options": "-f list", "list": updates})
         assert installation.wait() == 0
-        assert re.findall("removed leftover '(.*)'", installation.log()) == [
-            "app/7.temporary9",
-            "app/12.temporary",
-            "app/../app/11.temporary",
-            "app/10.temporary",
-            "app/d/9.temporary",
-            "app/d/10.temporary",
-        ]
-        assert read(installation.at("app/d/9")) == sources[moved + 1]
+        removed = "app/7.temporary9 app/12.temporary app/../app/11.temporary app/10.temporary app/d/9.temporary"
+        removed += " app/d/10.temporary"
+        assert re.findall("removed leftover '(.*)'", installation.log()) == removed.split()
+        assert read(installation.at("app/d/9")) == sources[-3]
 
 
-def find_row(wanted):
+def find_row(name):
     """Its line and its values."""
-    line = 1
-    for row in re.sub(r"\n +", " \0", read(HERE + "/runs.txt")).split("\n"):
-        name, *cells = re.split(r"[ \0]+\| ", row)
-        if name == wanted:
-            return line, {key: value for key, _, value in (cell.replace("\0", "").partition(" ") for cell in cells)}
-        line += 1 + row.count("\0")
+    table = read(HERE + "/runs.txt")
+    start = table.index(f"\n{name} |") + 1
+    row = re.split(r"\n(?! )", table[start:])[0]
+    cells = re.sub(r"\n +", " ", row).split(" | ")[1:]
+    return table.count("\n", 0, start) + 1, {key: value for key, _, value in (cell.partition(" ") for cell in cells)}
 
 
 name = sys.argv[1].removeprefix("Others.")
