@@ -69,30 +69,26 @@ def play(scenario, run_fault, mend_fault):
     return run_met, mend_met
 
 
+def is_met(which, scenario, run_fault, mend_fault):
+    try:
+        return play(scenario, run_fault, mend_fault)[which]
+    except AssertionError as difference:
+        sys.exit(f"run killed at {run_fault}, mend at {mend_fault}: {difference}")
+
+
+def killed_at(function, is_killed):
+    """The calls of a function, as faults, up to one that isn't made."""
+    return itertools.takewhile(is_killed, (f"{function} {call}" for call in itertools.count(1)))
+
+
 def main(scenario):
-    tried = 0
-
-    def is_met(which, run_fault, mend_fault="none 0"):
-        nonlocal tried
-        tried += 1
-        try:
-            return play(scenario, run_fault, mend_fault)[which]
-        except AssertionError as difference:
-            sys.exit(f"run killed at {run_fault}, mend at {mend_fault}: {difference}")
-
-    def calls_of(function, is_killed):
-        """The faults that kill at each call of a function."""
-        return itertools.takewhile(is_killed, (f"{function} {call}" for call in itertools.count(1)))
-
-    with tempfile.TemporaryDirectory(dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None) as folder:
-        os.chdir(folder)
-        for function in RUN_CALLS + RUN_QUESTIONS:
-            for run_fault in calls_of(function, lambda fault: is_met(0, fault)):
-                for mend_function in MEND_CALLS if function in RUN_CALLS else []:
-                    for _ in calls_of(mend_function, lambda fault: is_met(1, run_fault, fault)):
-                        pass
-        os.chdir("/")
-    print(f"{tried} pairs of kills tried.")
+    for function in RUN_CALLS + RUN_QUESTIONS:
+        for fault in killed_at(function, lambda fault: is_met(0, scenario, fault, "none 0")):
+            for mend_function in MEND_CALLS if function in RUN_CALLS else []:
+                list(killed_at(mend_function, lambda mend_fault: is_met(1, scenario, fault, mend_fault)))
 
 
-main(*sys.argv[1:])
+with tempfile.TemporaryDirectory(dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None) as folder:
+    os.chdir(folder)
+    main(sys.argv[1])
+    os.chdir("/")

@@ -23,25 +23,19 @@ inline void WriteFile(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
-/// A folder that removes itself.
-class TempFolder {
+/// A folder that removes itself, as the current one: its files need no path.
+class CurrentFolder {
 public:
-    TempFolder() : path_(mkdtemp((std::filesystem::temp_directory_path() / "qvpost-XXXXXX").string().data())) {}
-    ~TempFolder() { std::filesystem::remove_all(path_); }
-    std::string Path(const std::string& name) const { return path_ / name; }
-
-private:
-    std::filesystem::path path_;
-};
-
-/// The same as the current folder: its files need no path.
-class CurrentFolder : TempFolder {
-public:
-    CurrentFolder() { std::filesystem::current_path(Path("")); }
-    ~CurrentFolder() { std::filesystem::current_path(old_); }
+    CurrentFolder() { std::filesystem::current_path(path_); }
+    ~CurrentFolder() {
+        std::filesystem::current_path(old_);
+        std::filesystem::remove_all(path_);
+    }
 
 private:
     const std::filesystem::path old_ = std::filesystem::current_path();
+    const std::filesystem::path path_ =
+        mkdtemp((std::filesystem::temp_directory_path() / "qvpost-XXXXXX").string().data());
 };
 
 /// Everything that reaches the standard error meanwhile; a time-stamp prefix is shown as "@ ".
@@ -68,16 +62,12 @@ private:
 /// An environment variable with another value, or none.
 class Variable {
 public:
-    Variable(const char* name, const char* value) : name_(name), had_(getenv(name) != nullptr) {
-        if (had_) old_ = getenv(name);
-        value != nullptr ? setenv(name, value, 1) : unsetenv(name);
-    }
-    ~Variable() { had_ ? setenv(name_, old_.c_str(), 1) : unsetenv(name_); }
+    Variable(const char* name, const char* value) : name_(name), old_(getenv(name)) { Set(value); }
+    ~Variable() { Set(old_); }
 
 private:
-    const char* name_;
-    bool had_;
-    std::string old_;
+    void Set(const char* value) { value != nullptr ? setenv(name_, value, 1) : unsetenv(name_); }
+    const char *name_, *old_;  // the C library frees no value
 };
 
 /// Runs a body in a forked child; returns the wait status. The body's result is the exit status, through exit.
