@@ -64,8 +64,7 @@ supervise() {
 # make_root SUITE [OPTION...]: a bare system with a copy of the sources, in $root.
 make_root() {
     root=$work/root
-    debootstrap --variant=minbase --cache-dir="$downloads" "${@:2}" "$1" "$root" ${MIRROR:+"$MIRROR"} \
-        >"$work/log" 2>&1 || { tail "$work/log"; return 1; }
+    debian_root "$root" "$1" "$downloads" "${@:2}"
     cp /etc/resolv.conf "$root/etc/resolv.conf"
     mount -t proc proc "$root/proc"
     mount --rbind /dev "$root/dev"
