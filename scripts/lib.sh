@@ -26,9 +26,18 @@ has_package() {
     esac
 }
 
+# install_packages PACKAGE...: Debian packages, as root. An index that can't be had, while its archive is renewed for
+# instance, need not be the one that matters: whether the packages can be had is for the installation to say.
+install_packages() {
+    local as_root=()
+    [ "$(id -u)" = 0 ] || as_root=(sudo)
+    "${as_root[@]}" apt-get -q update || true
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y --no-install-recommends install "$@"
+} </dev/null
+
 # need PACKAGE...: installs those Debian packages that are missing, or says what to install.
 need() {
-    local package missing=() as_root=()
+    local package missing=()
     for package; do
         has_package "$package" || missing+=("$package")
     done
@@ -37,16 +46,12 @@ need() {
     if [ "$(. /etc/os-release 2>/dev/null && echo "${ID-}")" != debian ]; then
         fail "please install what Debian calls: ${missing[*]} (on this distribution the names may differ)"
     fi
-    if [ "$(id -u)" != 0 ]; then
-        command -v sudo >/dev/null || fail "missing: ${missing[*]}; run this as root once, or install sudo"
-        as_root=(sudo)
-    fi
+    [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
+        fail "missing: ${missing[*]}; run this as root once, or install sudo"
     say "Installing ${missing[*]}"
     local log
     log=$(mktemp)
-    if ! { "${as_root[@]}" apt-get -q update &&
-        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-            apt-get -q -y --no-install-recommends install "${missing[@]}"; } >"$log" 2>&1 </dev/null; then
+    if ! install_packages "${missing[@]}" >"$log" 2>&1; then
         tail -n 15 "$log" >&2
         rm -f "$log"
         fail "could not install: ${missing[*]}"
