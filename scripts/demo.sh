@@ -18,6 +18,7 @@ esac
 need g++ cmake ninja-build
 say "Building in build-demo"
 build build-demo -DBUILD_TESTING=OFF
+export PATH=$PWD/build-demo/list:$PATH
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/qvpost-demo.XXXXXX")
 root=$work/app
