@@ -13,11 +13,4 @@ void PostMainSetStartValues() {
     postData_.interactive = 0;
     postData_.action = postData_.entry = nullptr;
     postData_.error = 0;
-    {
-        const MutexScope scope(progressData_.mutex);
-        progressData_.clientPid = -1;
-    }
-    progressData_.descriptors[0] = progressData_.descriptors[1] = -1;
-    progressData_.thread = ProgressData::kNone;
-    progressData_.threadId = 0;
 }

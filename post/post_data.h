@@ -44,5 +44,5 @@ struct ProgressData {
 extern PostData postData_;
 extern ProgressData progressData_;
 
-/// Gives both records the values that a run begins with.
+/// Gives PostData the values that a run begins with.
 void PostMainSetStartValues();
