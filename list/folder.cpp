@@ -6,7 +6,6 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -20,12 +19,6 @@ int Flush(const char* folder, int (*flush)(int)) {
     const int error = flush(descriptor) == 0 ? 0 : errno;
     close(descriptor);
     return error;
-}
-
-// The folder of a path, "." for a path without one.
-std::string_view FolderOf(std::string_view path) {
-    const auto slash = path.rfind('/');
-    return slash == std::string_view::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
 }
 
 }  // namespace
@@ -58,7 +51,7 @@ OpenFolder::~OpenFolder() {
 }
 
 int OpenFolder::Enter(const char* path) {
-    const auto folder = FolderOf(path);
+    const auto folder = UpdateFolder(path);
     changed_ = folder != path_;
     if (!changed_ && error_ == 0) return 0;
     path_ = folder;
@@ -90,7 +83,7 @@ bool FolderNames::MayHold(std::string_view name) const {
 
 int FolderFlushFileSystem(const std::string& folder) { return Flush(folder.c_str(), syncfs); }
 
-int FolderFlushOf(const std::string& path) { return Flush(std::string(FolderOf(path)).c_str(), fsync); }
+int FolderFlushOf(const std::string& path) { return Flush(std::string(UpdateFolder(path)).c_str(), fsync); }
 
 int FolderMakeFor(const std::string& path, const std::string& model) {
     for (size_t slash = 0; (slash = path.find('/', slash + 1)) != std::string::npos;) {

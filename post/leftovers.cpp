@@ -87,7 +87,7 @@ void Leftovers::Forget() noexcept {
 }
 
 bool Leftovers::Ask(const char* destination, dev_t* device) {
-    const std::string path = UpdateFolder(destination);
+    const std::string path(UpdateFolder(destination));
     Folder& folder = folders_[path];
     ++lines_;
     ++folder.lines;

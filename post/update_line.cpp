@@ -42,9 +42,9 @@ void UpdateNameBackup(UpdateEntry* entry) {
     StringAdd(&entry->backup, entry->destination, kUpdateBackupSuffix, nullptr, nullptr);
 }
 
-std::string UpdateFolder(const char* path) {
-    const char* const slash = strrchr(path, '/');
-    return slash == nullptr ? "." : slash == path ? "/" : std::string(path, slash);
+std::string_view UpdateFolder(std::string_view path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string_view::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
 }
 
 const char* UpdateBackupName::With(int number) {

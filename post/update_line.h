@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstring>
 #include <iosfwd>
-#include <string>
+#include <string_view>
 
 /// The buffer that lists are read with, by fgets(3): a line holds at most one byte less, its newline included. What is
 /// longer comes in pieces, each a line of its own.
@@ -46,8 +46,9 @@ inline constexpr char kUpdateBackupSuffix[] = ".temporary";
 /// Sets the backup name of an entry: its destination and the suffix.
 void UpdateNameBackup(UpdateEntry* entry);
 
-/// The folder that the last name of a path lies in, as the path spells it; "." where it has one name alone.
-std::string UpdateFolder(const char* path);
+/// The folder that the last name of a path lies in, as the path spells it; "." where it has one name alone. It is part
+/// of the path.
+std::string_view UpdateFolder(std::string_view path);
 
 /// How many numbered variants of a backup name, from 1 on, are cleared before a line like the name itself, and how many
 /// are tried when the name can't be freed.
