@@ -63,7 +63,7 @@ namespace {
 
 // In one piece, so that the line doesn't tear between two processes that share the standard error.
 void ShowVector(const char* who, const char* const* slots) {
-    const Line line;
+    Line line;
     line << "PostMain: " << who << " running with";
     for (; *slots != nullptr; ++slots) line << " '" << *slots << "'";
     line << " 'nil'.\n";

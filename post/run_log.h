@@ -1,23 +1,54 @@
 // The lines of the run's log.
 #pragma once
+#include <cstddef>
+#include <cstring>
+#include <type_traits>
+
 #include "common/log/error_is.h"
 #include "common/log/logger.h"
 
 /// One line: Line() << "PostMain: …\n", or Line(LogError) << … for a level line. It holds the Logger's mutex to the end
-/// of its statement, so that the lines of the two threads never tear, as the entries alone would let them.
+/// of its statement, so that the lines of the two threads never tear, as the entries alone would let them. The last
+/// text ends with a newline.
 class Line {
 public:
     explicit Line(std::ostream& (*entry)() = Log) : scope_(Logger::mutex_), out_(entry()) {}
 
     template <class Value>
-    const Line& operator<<(const Value& value) const {
-        out_ << value;
+    Line& operator<<(const Value& value) {
+        if constexpr (std::is_convertible_v<const Value&, const char*>) {
+            Add(value);
+        } else {
+            Pass();
+            out_ << value;
+        }
         return *this;
     }
 
 private:
+    // The texts of a line go to the stream together: the C library looks for a newline in each piece that it is given,
+    // from its end on, and so through all of one that has none.
+    void Add(const char* text) {
+        const size_t length = strlen(text);
+        if (length > sizeof text_ - length_) Pass();
+        if (length > sizeof text_) {
+            out_.write(text, static_cast<std::streamsize>(length));
+            return;
+        }
+        memcpy(text_ + length_, text, length);
+        length_ += length;
+        if (length_ > 0 && text_[length_ - 1] == '\n') Pass();
+    }
+
+    void Pass() {
+        out_.write(text_, static_cast<std::streamsize>(length_));
+        length_ = 0;
+    }
+
     const MutexScope scope_;
     std::ostream& out_;
+    size_t length_ = 0;
+    char text_[1024];
 };
 
 /// How the lines of the application write an error: Error is 2, 'No such file or directory'
