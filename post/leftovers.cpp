@@ -19,14 +19,14 @@ namespace {
 // A folder is looked at with its second line, and again when its lines have doubled. A file system takes some 20 bytes
 // for a name in memory and some 40 on a disk, in blocks of 4,096, and reading a name costs a twelfth of a question: so
 // much reading is a few hundredths of what many lines have cost that pay for it, and of two what one of them gives
-// back. Some systems say little of a folder's size, hence the limit of names.
+// back. Half as much is read ahead of that for the list as a whole, whose lines have some hundred bytes. Some systems
+// say little of a folder's size, hence the limit of names.
 constexpr uint64_t kFirstLook = 2;
 constexpr uint64_t kNoLook = std::numeric_limits<uint64_t>::max();
-constexpr uint64_t kBlock = 4096, kBytesOfLine = 256;
-constexpr uint64_t kNames = 192, kNamesOfLine = 16;
+constexpr uint64_t kBlock = 4096, kBytesOfLine = 256, kBytesOfName = 16;
 
-// To find where a path leads is one question. There may be one for two lines, and so many more for each line that was
-// spared its twelve.
+// To find where a path leads is one question. There may be one for two lines, one more for the first look, and so many
+// more for each line that was spared its twelve.
 constexpr uint64_t kFindsSpared = 4;
 
 constexpr std::string_view kSuffix = kUpdateBackupSuffix;
@@ -53,6 +53,15 @@ std::string_view DestinationOf(std::string_view name) {
                                                                                   : std::string_view{};
 }
 
+// As strcasestr(3) would tell, which costs as much as all the rest of a line here.
+bool HoldsSuffix(const char* name) {
+    while ((name = strchr(name, kSuffix[0])) != nullptr) {
+        if (strncasecmp(name, kSuffix.data(), kSuffix.size()) == 0) return true;
+        ++name;
+    }
+    return false;
+}
+
 // False for a name that can't be compared.
 bool Note(const dirent& entry, std::unordered_set<uint64_t>* asked) {
     const uint64_t hash = Hash(entry.d_name);
@@ -69,8 +78,6 @@ struct Closes {
 
 }  // namespace
 
-Leftovers::Folder::Folder() : due(kFirstLook) {}
-
 bool Leftovers::NoneBeside(const char* destination, dev_t* device) noexcept {
     try {
         return Ask(destination, device);
@@ -86,11 +93,16 @@ void Leftovers::Forget() noexcept {
     ++turn_;
 }
 
+Leftovers::Folders::value_type& Leftovers::FolderOf(const char* destination) {
+    const std::string_view path = UpdateFolder(destination);
+    if (last_ == nullptr || last_->first != path) last_ = &*folders_.try_emplace(std::string(path)).first;
+    return *last_;
+}
+
 bool Leftovers::Ask(const char* destination, dev_t* device) {
-    const std::string path(UpdateFolder(destination));
-    Folder& folder = folders_[path];
+    auto& [path, folder] = FolderOf(destination);
     ++lines_;
-    ++folder.lines;
+    if (++folder.lines == 1) folder.due = ahead_ < kBlock ? kFirstLook : 1;
     const bool found = folder.turn == turn_;
     const bool look = folder.lines >= folder.due && !(found && folder.place->second.known);
     if (look || (known_ > 0 && !found)) Find(path, look, &folder);
@@ -108,7 +120,7 @@ bool Leftovers::Ask(const char* destination, dev_t* device) {
         return false;
     }
     // A backup may be a folder that this run has moved there.
-    if (strcasestr(name, kUpdateBackupSuffix) != nullptr || !names.asked.insert(hash).second) return false;
+    if (HoldsSuffix(name) || !names.asked.insert(hash).second) return false;
     *device = identity.first;
     ++spared_;
     return true;
@@ -118,26 +130,27 @@ bool Leftovers::Ask(const char* destination, dev_t* device) {
 void Leftovers::Find(const std::string& path, bool look, Folder* folder) {
     struct stat record;
     if (look) folder->due = 2 * folder->lines;
-    if (++finds_ > lines_ / 2 + kFindsSpared * spared_ || FileStat(path.c_str(), &record) != 1) {
+    if (++finds_ > 1 + lines_ / 2 + kFindsSpared * spared_ || FileStat(path.c_str(), &record) != 1) {
         Forget();
         return;
     }
     folder->place = &*places_.try_emplace({record.st_dev, record.st_ino}).first;
     folder->turn = turn_;
-    if (!look || folder->place->second.known) return;
-    const auto size = static_cast<uint64_t>(record.st_size);
-    if (size > std::max(kBlock, kBytesOfLine * folder->lines)) {
+    if (look && !folder->place->second.known) Look(path, static_cast<uint64_t>(record.st_size), folder);
+}
+
+void Leftovers::Look(const std::string& path, uint64_t size, Folder* folder) {
+    const uint64_t paid = folder->lines < kFirstLook ? 0 : std::max(kBlock, kBytesOfLine * folder->lines);
+    const uint64_t allowed = std::max(paid, ahead_);
+    if (size > allowed) {
         folder->due = size / kBytesOfLine + 1;
         return;
     }
-    Read(path, folder);
-}
-
-void Leftovers::Read(const std::string& path, Folder* folder) {
     Names& names = folder->place->second;
     const std::unique_ptr<DIR, Closes> stream(opendir(path.c_str()));
-    bool fits = true, comparable = stream != nullptr;
-    for (uint64_t left = kNames + kNamesOfLine * folder->lines; fits && comparable; fits = left-- > 0) {
+    bool comparable = stream != nullptr;
+    uint64_t read = 0;
+    for (; comparable && read <= allowed; read += kBytesOfName) {
         errno = 0;
         const dirent* const entry = readdir(stream.get());
         if (entry == nullptr) {
@@ -146,10 +159,12 @@ void Leftovers::Read(const std::string& path, Folder* folder) {
         }
         comparable = Note(*entry, &names.asked);
     }
+    const uint64_t cost = std::max({size, read, kBlock});
+    if (cost > paid) ahead_ -= std::min(ahead_, cost);
     if (names.known) {
         ++known_;
     } else {
         names.asked.clear();
-        if (fits) folder->due = kNoLook;  // it will not be read with more lines either
+        if (read <= allowed) folder->due = kNoLook;  // it will not be read with more lines either
     }
 }

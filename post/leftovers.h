@@ -10,10 +10,14 @@
 #include <unordered_set>
 #include <utility>
 
-/// A folder is read when the list has enough lines in it to pay for that: a list that never gains by a look loses next
-/// to nothing by them. What the run makes is known like what it found; what somebody else makes after the look isn't.
+/// A folder is read when its lines have paid for that, or before, as long as all that is read before isn't more than
+/// the whole list: a list that never gains by a look loses next to nothing by them. What the run makes is known like
+/// what it found; what somebody else makes after the look isn't.
 class Leftovers {
 public:
+    /// For a list of so many bytes; 0 when its size isn't known.
+    explicit Leftovers(uint64_t listSize) : ahead_(listSize) {}
+
     /// To be called once for each line, before anything of it is renamed or removed.
     ///
     /// True: neither the destination's backup name nor any of the numbered variants that are cleared before a line is
@@ -40,19 +44,23 @@ private:
 
     /// A folder as the list spells it.
     struct Folder {
-        Folder();
         uint64_t lines = 0;                   ///< so far
-        uint64_t due;                         ///< with how many lines it is looked at
+        uint64_t due = 0;                     ///< with how many lines it is looked at
         uint64_t turn = 0;                    ///< when place was right
         Places::value_type* place = nullptr;  ///< where the path leads
     };
 
-    bool Ask(const char* destination, dev_t* device);
-    void Find(const std::string& path, bool look, Folder* folder);
-    void Read(const std::string& path, Folder* folder);
+    using Folders = std::unordered_map<std::string, Folder>;
 
-    std::unordered_map<std::string, Folder> folders_;
+    bool Ask(const char* destination, dev_t* device);
+    Folders::value_type& FolderOf(const char* destination);
+    void Find(const std::string& path, bool look, Folder* folder);
+    void Look(const std::string& path, uint64_t size, Folder* folder);
+
+    Folders folders_;
+    Folders::value_type* last_ = nullptr;  ///< of the line before
     Places places_;
+    uint64_t ahead_;      ///< how many bytes of folders may be read that their lines haven't paid for
     uint64_t known_ = 0;  ///< how many places are; while there is one, a line's place must be found
     uint64_t lines_ = 0, finds_ = 0, spared_ = 0, turn_ = 1;
 };

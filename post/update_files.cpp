@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -134,9 +135,14 @@ int ApplyLine(char* line, Leftovers* leftovers) {
     return 0;
 }
 
+uint64_t SizeOf(FILE* file) {
+    struct stat record;
+    return fstat(fileno(file), &record) == 0 ? static_cast<uint64_t>(record.st_size) : 0;
+}
+
 int ApplyLines(FILE* list) {
     char line[kUpdateLineSize];
-    Leftovers leftovers;
+    Leftovers leftovers(SizeOf(list));
     for (;;) {
         if (PostMainInterruption() != 0) return PostMainReportInterruption();
         errno = 0;
