@@ -6,6 +6,7 @@
 
 #include "common/log/error_is.h"
 #include "common/log/logger.h"
+#include "common/util/string_owned.h"
 
 /// One line: Line() << "PostMain: …\n", or Line(LogError) << … for a level line. It holds the Logger's mutex to the end
 /// of its statement, so that the lines of the two threads never tear, as the entries alone would let them. The last
@@ -28,7 +29,8 @@ public:
 private:
     // The texts of a line go to the stream together: the C library looks for a newline in each piece that it is given,
     // from its end on, and so through all of one that has none.
-    void Add(const char* text) {
+    void Add(const char* given) {
+        const char* const text = StringOrNil(given);
         const size_t length = strlen(text);
         if (length > sizeof text_ - length_) Pass();
         if (length > sizeof text_) {
