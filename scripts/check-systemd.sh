@@ -441,7 +441,8 @@ try_unit() {
 
 # Another root, whose names aren't the usual ones.
 try_unit_with_other_names() {
-    local other="/opt/an app" instance
+    local other='/opt/an ${HOME} 100%n' instance
+    product
     instance=$(inside systemd-escape --path "$other")
     rm -rf "$root$other"
     mkdir -p "$root$other/new"
@@ -499,7 +500,7 @@ try_user_service() {
 
 # The systemd of a user who is logged in.
 try_user_manager() {
-    local folder=/opt/mine number updater
+    local folder='/opt/my ${HOME} 100%n' number updater
     number=$(inside id -u app)
     inside loginctl enable-linger app
     wait_for "the user's systemd" inside test -S "/run/user/$number/systemd/private"
@@ -512,12 +513,13 @@ try_user_manager() {
         echo new >"$root$folder/new/tool"
         inside chown -R app "$folder"
         inside setpriv --reuid app --regid app --clear-groups env XDG_RUNTIME_DIR="/run/user/$number" \
-            /usr/local/lib/updaters/$updater $folder
+            /usr/local/lib/updaters/$updater "$folder"
         wait_for "the end of the update" eval "grep -q 'No updates to free' '$root$folder/update.log' ||
             grep -q 'Removing .*temporary' '$root$folder/update.log'"
         is "the file" "$(cat "$root$folder/tool")" new
     done
     inside loginctl disable-linger app
+    wait_for "the end of the user's systemd" is_inactive "user@$number.service"
     rm -rf "${root:?}$folder"
 }
 
