@@ -1,5 +1,4 @@
-"""Runs of the program, each a test: runs.py NAME, the name of a row of runs.txt or of a function below. REWRITE=1 in the
-environment writes the logs below logs/ anew."""
+"""Runs of the program, each a test: runs.py NAME, the name of a row of runs.txt or of a function below."""
 
 import os
 import re
@@ -92,6 +91,6 @@ else:
     with Installation() as installation:
         installation.start(row)
         try:
-            installation.check(row, f"{HERE}/logs/{name}.log")
+            installation.check(row)
         except AssertionError as difference:
             sys.exit(f"{HERE}/runs.txt:{line}: {name}: {difference}")
