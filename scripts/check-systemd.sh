@@ -219,6 +219,10 @@ is_stopping() { [ "$(state_of "$1")" = deactivating ]; }
 said() { inside journalctl --quiet -o cat --after-cursor="$(cat "$work/cursor")" -u "$@"; }
 running_version() { inside systemctl show -P StatusText app.service; }
 has_said() { grep -q -- "$2" <<<"$(said "$1")"; }  # UNIT PATTERN
+# In the whole journal: a message of a program that ends at once may have no unit there.
+was_refused() {  # PATTERN
+    grep -q -- "$1" <<<"$(inside journalctl --quiet -o cat --after-cursor="$(cat "$work/cursor")")"
+}
 have_files() {  # VERSION
     is "the installed version" "$(cat "$root$app/lib/version")" "$1"
     is "the files beside it" "$(cd "$root$app/lib" && echo *)" "added version"
@@ -344,7 +348,7 @@ try_update_at_power_off() {
     is "what was told" "$(told)" ""
     have_files old
     switch_on
-    has_said app.service 'is destructive'
+    was_refused 'is destructive'
     is "the version that runs" "$(running_version)" old
     settings app.service
 }
@@ -471,9 +475,9 @@ try_user_service() {
     settings app.service '[Service]' User=app
     product
     update shell
-    wait_for "the refusal" has_said "app.service" "No medium found"
+    wait_for "the refusal" was_refused "No medium found"
     update unit
-    wait_for "the refusal" has_said "app.service" "Interactive authentication required"
+    wait_for "the refusal" was_refused "Interactive authentication required"
 
     scripts/documents.py docs/recipes.md "A rule for polkit" >"$rules"
     inside systemctl start qvpost@opt-app.service || true
