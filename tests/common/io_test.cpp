@@ -55,6 +55,8 @@ TEST(File, LinesAreReadAndStringsWrittenPieceByPiece) {
     int ends[2], count = 0;
     char text[16];
     SHOW(FilePipe(ends, 4096), fcntl(ends[1], F_GETPIPE_SZ));  // = 1 4096
+    SHOW(FileSetPipeSize(ends[0], 8192));                      // = 1
+    SHOW(FileSetPipeSize(ends[0], 4096));                      // = 1
     SHOW(FileSetPipeSize(ends[0], -1));                        // = 0 EINVAL
     mostWritten = 3;
     SHOW((Failing("write", EINTR, 1), FileWriteString(ends[1], "ab\nlong\ncd")));  // = 10 EINTR
@@ -266,6 +268,7 @@ TEST(SocketAddress, OfBothEndsIsTold) {
          remote);                                            // = 1 "127.0.0.1" "127.0.0.1"
     SHOW(remotePort - port, SocketGetPort(kOne, 1) - port);  // = 0 0
     SHOW(SocketUnmapAddress(&end, &length), length, end.ss_family, ntohs(address.sin6_port) - port);  // = 16 2 0
+    SHOW(SocketUnmapAddress(&end, &length), length);                                                  // = 16
 }
 
 }  // namespace
