@@ -24,7 +24,7 @@ Status CheckCommand(const Arguments& arguments) {
         RefuseFile("read", list.c_str(), error);
         return kUsage;
     }
-    const auto inspection = InspectFiles(list, false, &set, &findings);
+    const auto inspection = InspectFiles(list, Absent::Error, &set, &findings);
     findings.Print();
     if (findings.HasErrors()) return kRefused;
     if (!arguments.record) return kDone;

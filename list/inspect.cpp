@@ -30,7 +30,7 @@ const char* NameOf(const Update& update, Role role) { return role == kSource ? u
 struct Way {
     int error;  // errno of its opening
     uint32_t number;
-    uint64_t device, mount;
+    uint64_t device, mount;  // also of one that isn't there yet, where files are added
 };
 
 // A file, by the folder that it lies in and its last name.
@@ -81,8 +81,8 @@ private:
 
 class Inspector {
 public:
-    Inspector(UpdateSet* set, Findings* findings, Inspection* result)
-        : set_(set), findings_(findings), result_(result) {}
+    Inspector(Absent absent, UpdateSet* set, Findings* findings, Inspection* result)
+        : absent_(absent), set_(set), findings_(findings), result_(result) {}
 
     void Look() {
         places_.reserve(2 * set_->updates.size());
@@ -105,7 +105,7 @@ private:
         return places_[2 * static_cast<size_t>(&update - set_->updates.data()) + static_cast<size_t>(role)];
     }
     void ReportFile(const Update& update, Role role);
-    void ReportPair(const Update& update);
+    void ReportPair(const Update& update, const Way& from, const Way& to);
     void ReportFolders();
     void ReportTwice(FileTable* table);
     void ReportBackups(FileTable* table);
@@ -120,6 +120,7 @@ private:
     const Update& UpdateOf(uint32_t file) const { return set_->updates[(file - 1) / 2]; }
     static Role RoleOf(uint32_t file) { return (file - 1) % 2 == 0 ? kSource : kDestination; }
 
+    const Absent absent_;
     UpdateSet* const set_;
     Findings* const findings_;
     Inspection* const result_;
@@ -143,6 +144,14 @@ uint32_t Inspector::NumberOf(const FileSeen& folder, const OpenFolder& open) {
     return at->second;
 }
 
+// The folder in which one that isn't there will be made, and those that lead to it.
+int LookAbove(std::string folder, FileSeen* seen) {
+    OpenFolder above;
+    int error;
+    while ((error = above.Enter(folder.c_str())) == ENOENT && above.Path() != folder) folder = above.Path();
+    return error != 0 ? error : FileLook(above.Get(), ".", seen);
+}
+
 // The way to the folder of a path, which is then the open one of the role.
 uint32_t Inspector::WayTo(Role role, const char* path) {
     OpenFolder& open = open_[role];
@@ -153,10 +162,13 @@ uint32_t Inspector::WayTo(Role role, const char* path) {
     if (!isNew) return at->second;
     FileSeen folder{};
     if (way.error == 0) way.error = FileLook(open.Get(), ".", &folder);
+    if (way.error == ENOENT && role == kDestination && absent_ == Absent::Added) {
+        if (const int error = LookAbove(open.Path(), &folder)) way.error = error;
+    }
+    way.device = folder.device;
+    way.mount = folder.mount;
     if (way.error == 0) {
         way.number = NumberOf(folder, open);
-        way.device = folder.device;
-        way.mount = folder.mount;
         const auto known = [&](const Way& other) { return other.device == way.device; };
         if (role == kSource && std::none_of(ways_.begin(), ways_.end(), known)) {
             result_->fileSystems.push_back(open.Path());
@@ -189,6 +201,10 @@ void Inspector::TakeAdded() {
     size_t kept = 0;
     for (size_t i = 0; i < updates.size(); ++i) {
         if (places_[2 * i].error == 0 && places_[2 * i + 1].error == ENOENT) {
+            updates[i].line = 0;
+            if (absent_ == Absent::Added) {
+                ReportPair(updates[i], ways_[places_[2 * i].way], ways_[places_[2 * i + 1].way]);
+            }
             result_->added.push_back(updates[i]);
             continue;
         }
@@ -222,10 +238,8 @@ void Inspector::ReportFile(const Update& update, Role role) {
     if (line == 0) line = update.line;
 }
 
-void Inspector::ReportPair(const Update& update) {
-    const Way& from = ways_[PlaceOf(update, kSource).way];
-    const Way& to = ways_[PlaceOf(update, kDestination).way];
-    if (from.error != 0 || to.error != 0 || (from.device == to.device && from.mount == to.mount)) return;
+void Inspector::ReportPair(const Update& update, const Way& from, const Way& to) {
+    if (from.device == to.device && from.mount == to.mount) return;
     findings_->Error(update.line, "source ", Quoted{update.source}, " and destination ", Quoted{update.destination},
                      " are on different file systems");
 }
@@ -319,7 +333,9 @@ void Inspector::ReportOwn(FileTable* table, const std::string& own, const char* 
 void Inspector::Report(const std::string& list) {
     for (const Update& update : set_->updates) {
         for (const Role role : {kSource, kDestination}) ReportFile(update, role);
-        ReportPair(update);
+        const Way& from = ways_[PlaceOf(update, kSource).way];
+        const Way& to = ways_[PlaceOf(update, kDestination).way];
+        if (from.error == 0 && to.error == 0) ReportPair(update, from, to);
     }
     ReportFolders();
     FileTable table(places_.size());
@@ -336,14 +352,17 @@ void Inspector::Report(const std::string& list) {
 
 void Findings::Print() {
     std::sort(found_.begin(), found_.end());
-    for (const auto& [line, text] : found_) LogPlain() << list_ << ":" << line << ": " << text << "\n";
+    for (const auto& [line, text] : found_) {
+        const auto place = line == 0 ? list_ : list_ + ":" + std::to_string(line);
+        LogPlain() << place << ": " << text << "\n";
+    }
 }
 
-Inspection InspectFiles(const std::string& list, bool takeAdded, UpdateSet* set, Findings* findings) {
+Inspection InspectFiles(const std::string& list, Absent absent, UpdateSet* set, Findings* findings) {
     Inspection result;
-    Inspector inspector(set, findings, &result);
+    Inspector inspector(absent, set, findings, &result);
     inspector.Look();
-    if (takeAdded) inspector.TakeAdded();
+    if (absent != Absent::Error) inspector.TakeAdded();
     inspector.Report(list);
     return result;
 }

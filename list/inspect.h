@@ -7,7 +7,8 @@
 
 #include "list/update_set.h"
 
-/// What was found, a line a thing, in the form of a compiler: LIST:3: source '/a' is missing
+/// What was found, a line a thing, in the form of a compiler: LIST:3: source '/a' is missing. Line 0 stands for what is
+/// on no line and isn't printed.
 class Findings {
 public:
     explicit Findings(std::string list) : list_(std::move(list)) {}
@@ -42,10 +43,16 @@ private:
 /// What InspectFiles finds out beside the findings.
 struct Inspection {
     std::vector<std::string> fileSystems;  ///< a folder of each one that holds a source
-    std::vector<Update> added;             ///< the updates whose destination isn't there, where they are wanted
+    std::vector<Update> added;  ///< the updates whose destination isn't there, unless that is an error; on line 0
 };
 
-/// Looks at every file of the set, fills in its identity, and reports. With takeAdded, updates whose destination isn't
-/// there go to Inspection::added, and the lines that are left are numbered anew; else they are errors. list is the path
-/// of the list, which stands for its record too.
-Inspection InspectFiles(const std::string& list, bool takeAdded, UpdateSet* set, Findings* findings);
+/// What an update is whose destination isn't there.
+enum class Absent {
+    Error,
+    Left,   ///< it goes to Inspection::added, and the lines that are left are numbered anew
+    Added,  ///< that too, and its source must be on the file system where the destination will be
+};
+
+/// Looks at every file of the set, fills in its identity, and reports. list is the path of the list, which stands for
+/// its record too.
+Inspection InspectFiles(const std::string& list, Absent absent, UpdateSet* set, Findings* findings);

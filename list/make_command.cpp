@@ -90,7 +90,7 @@ bool Make(const Arguments& arguments) {
     };
     if (!TreeWalk(fresh, take) || !ListCanHold(set)) return false;
     Findings findings(list);
-    const auto inspection = InspectFiles(list, true, &set, &findings);
+    const auto inspection = InspectFiles(list, arguments.add ? Absent::Added : Absent::Left, &set, &findings);
     findings.Print();
     if (findings.HasErrors() || !Print(inspection.added, fresh.size())) return false;
     if (!FlushSources(inspection) || !Write(list, set)) return false;
