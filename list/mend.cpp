@@ -14,37 +14,30 @@
 
 namespace {
 
-// The last names of a destination and its backups.
-class LastName {
-public:
-    explicit LastName(const char* destination) : text_(FileNameOf(destination)), stem_(text_.size()) {}
-
-    // Until it is asked again.
-    const char* Of(size_t name) {
-        text_.resize(stem_);
-        if (name >= kBackupName) text_ += kUpdateBackupSuffix;
-        if (name > kBackupName) text_ += std::to_string(name - kBackupName);
-        return text_.c_str();
-    }
-
-private:
-    std::string text_;
-    const size_t stem_;
-};
-
 // What the steps do, in their order.
 constexpr StepNames kSteps[] = {{.step = kReturnNew, .isRename = true, .from = kDestinationName, .to = kSourceName},
                                 {.step = kRestoreOld, .isRename = true, .from = kBackupName, .to = kDestinationName},
                                 {.step = kRemoveBackup, .isRename = false, .from = kBackupName, .to = kBackupName},
                                 {.step = kRemoveSource, .isRename = false, .from = kSourceName, .to = kSourceName}};
 
-std::string NameOf(const Update& update, size_t name) {
-    if (name == kSourceName) return update.source;
-    const std::string_view path = update.destination;
-    return std::string(path.substr(0, path.rfind('/') + 1)) + LastName(update.destination).Of(name);
+}  // namespace
+
+void Mending::Names::Set(const Update& update) {
+    source_ = update.source;
+    const char* const last = FileNameOf(update.destination);
+    destination_ = update.destination;
+    destination_.resize(destination_.rfind('/') + 1);
+    folder_ = destination_.size();
+    destination_ += last;
+    size_ = destination_.size();
 }
 
-}  // namespace
+const char* Mending::Names::Destination(size_t name) {
+    destination_.resize(size_);
+    if (name >= kBackupName) destination_ += kUpdateBackupSuffix;
+    if (name > kBackupName) destination_ += std::to_string(name - kBackupName);
+    return destination_.c_str();
+}
 
 // Nothing lies in a folder that isn't there.
 bool Mending::Enter(const char* path, Place* place) {
@@ -69,17 +62,17 @@ bool Mending::MayHold(Place* place, const char* name) {
 
 bool Mending::LookAtLine(const Update& update, LineSightings* sightings) {
     if (!Enter(update.source, &source_) || !Enter(update.destination, &destination_)) return false;
+    names_.Set(update);
     const auto look = [&](const Place& place, const char* name, size_t at) {
         FileSeen seen;
         const int error = place.open.Get() == -1 ? ENOENT : FileLook(place.open.Get(), name, &seen);
         if (error == 0) (*sightings)[at] = seen.identity;
-        return error == 0 || error == ENOENT || RefuseFile("look at", NameOf(update, at).c_str(), error);
+        return error == 0 || error == ENOENT || RefuseFile("look at", names_.Path(at), error);
     };
-    const char* const source = FileNameOf(update.source);
+    const char* const source = names_.Last(kSourceName);
     if (MayHold(&source_, source) && !look(source_, source, kSourceName)) return false;
-    LastName last(update.destination);
     for (size_t name = kDestinationName; name < kLineNames; ++name) {
-        const char* const here = last.Of(name);
+        const char* const here = names_.Last(name);
         if (name > kBackupName && !MayHold(&destination_, here)) continue;
         if (!look(destination_, here, name)) return false;
         if (name == kBackupName &&
@@ -118,7 +111,7 @@ bool Mending::IsSettled() const {
                                    : version == Version::New && (forward_ & ~unsigned{kReplaced}) == kNothing;
 }
 
-void Mending::Show() const {
+void Mending::Show() {
     static constexpr const char* kWords[] = {"nothing",      "the old file",
                                              "the new file", "the old and new file",
                                              "another file", "a file that can't be told for certain"};
@@ -128,30 +121,35 @@ void Mending::Show() const {
         std::cout << "destination " << Quoted{update.destination} << ": " << kWords[static_cast<int>(where.destination)]
                   << ", source " << Quoted{update.source} << ": " << kWords[static_cast<int>(where.source)];
         if (where.backup != 0) {
-            std::cout << ", backup " << Quoted{NameOf(update, static_cast<size_t>(where.backup)).c_str()}
-                      << ": the old file";
+            names_.Set(update);
+            std::cout << ", backup " << Quoted{names_.Path(static_cast<size_t>(where.backup))} << ": the old file";
         }
         std::cout << '\n';
     }
 }
 
-// A step for a line, whose old file is under the backup name that is given.
+// A step for the line that names_ is of; its old file is under the backup name that is given.
 bool Mending::Act(const Update& update, const StepNames& step, size_t backup, bool act) {
     const size_t from = step.from == kBackupName ? backup : size_t{step.from};
-    const auto fromPath = NameOf(update, from);
-    std::cout << (step.isRename ? "renaming " : "removing ") << Quoted{fromPath.c_str()};
-    if (step.isRename) std::cout << " as " << Quoted{NameOf(update, step.to).c_str()};
-    std::cout << '\n';
+    words_ = step.isRename ? "renaming " : "removing ";
+    words_ += Quoted{names_.Path(from)};
+    if (step.isRename) {
+        words_ += " as ";
+        words_ += Quoted{names_.Path(step.to)};
+    }
+    words_ += '\n';
+    std::cout << words_;
     if (!act) return true;
     const auto folderOf = [&](size_t name) {
         return name == kSourceName ? source_.open.Get() : destination_.open.Get();
     };
-    const char* const fromName = FileNameOf(fromPath.c_str());
+    const char* const fromName = names_.Last(from);
     // No step goes to a backup name.
     const char* const toName = FileNameOf(step.to == kSourceName ? update.source : update.destination);
     const int result = step.isRename ? renameat(folderOf(from), fromName, folderOf(step.to), toName)
                                      : unlinkat(folderOf(from), fromName, 0);
-    return result == 0 || RefuseFile(step.isRename ? "rename" : "remove", fromPath.c_str(), errno);
+    const int error = result == 0 ? 0 : errno;
+    return error == 0 || RefuseFile(step.isRename ? "rename" : "remove", names_.Path(from), error);
 }
 
 // Goes to the folders of a line; that of the source may have gone meanwhile.
@@ -170,6 +168,7 @@ bool Mending::Work(bool act) {
         const uint8_t steps = Steps(lines_[i]);
         if ((steps & ~unsigned{kReplaced}) == kNothing) continue;
         const Update& update = set_.updates[i];
+        names_.Set(update);
         if (act && !EnterBoth(update, (steps & kReturnNew) != 0)) return false;
         for (const StepNames& step : kSteps) {
             const auto backup = static_cast<size_t>(lines_[i].where.backup);

@@ -28,7 +28,7 @@ public:
     bool IsSettled() const;
 
     /// Prints what lies where.
-    void Show() const;
+    void Show();
 
     /// Brings the files to that version and prints each step; with act false it prints alone. False when a step failed,
     /// which is said on the standard error; repeating all of it is safe.
@@ -49,6 +49,23 @@ private:
         const FolderNames* names = nullptr;
     };
 
+    // The names of a line, each until the next one is asked for. The space that a line has taken serves the next.
+    class Names {
+    public:
+        void Set(const Update& update);
+        const char* Path(size_t name) { return name == kSourceName ? source_ : Destination(name); }
+        const char* Last(size_t name) {
+            return name == kSourceName ? FileNameOf(source_) : Destination(name) + folder_;
+        }
+
+    private:
+        const char* Destination(size_t name);
+
+        const char* source_ = nullptr;
+        std::string destination_;  // and what makes it the name of a backup
+        size_t folder_ = 0, size_ = 0;
+    };
+
     bool Enter(const char* path, Place* place);
     bool MayHold(Place* place, const char* name);
     bool LookAtLine(const Update& update, LineSightings* sightings);
@@ -61,6 +78,8 @@ private:
     uint8_t back_ = 0, forward_ = 0;  // the steps of all lines
     bool isNewSomewhere_ = false;
     Place source_, destination_;
+    Names names_;
+    std::string words_;                                      // a line of what is done, which goes out in one piece
     std::unordered_map<std::string, FolderNames> namesIn_;   // by folder
     std::unordered_map<uint64_t, std::string> fileSystems_;  // a folder of each
 };

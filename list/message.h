@@ -1,5 +1,7 @@
 // What the program says on the standard error: a line a thing.
 #pragma once
+#include <string>
+
 #include "common/log/error_name.h"
 #include "common/log/logger.h"
 
@@ -11,6 +13,9 @@ struct Quoted {
     const char* name;
 };
 std::ostream& operator<<(std::ostream& out, Quoted quoted);
+
+/// The same, behind a text.
+std::string& operator+=(std::string& text, Quoted quoted);
 
 /// Says why the program doesn't go on. Returns false, for the caller to pass on.
 template <class... Words>

@@ -112,6 +112,7 @@ std::string RecordListOf(const std::string& record) {
 }
 
 RecordRead RecordReadFile(const std::string& path, UpdateSet* set, int* descriptor) {
+    char buffer[65536];
     const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "re"), fclose);
     if (file == nullptr) {
         const int error = errno;
@@ -120,6 +121,7 @@ RecordRead RecordReadFile(const std::string& path, UpdateSet* set, int* descript
         RefuseFile("open", path.c_str(), error);
         return RecordRead::Bad;
     }
+    setvbuf(file.get(), buffer, _IOFBF, sizeof buffer);
     const int line = ReadLines(file.get(), set);
     if (errno != 0 && ferror(file.get()) != 0) {
         RefuseFile("read", path.c_str(), errno);
