@@ -14,21 +14,17 @@ public:
     long Failures() const { return failures_.load(std::memory_order_relaxed); }
 
 protected:
-    /// An operation on the device. One that doesn't come to its end has failed: a cancelled thread leaves it by way of
-    /// the destructor.
+    /// An operation on the device, which has failed unless it comes to its end. It is counted beforehand: a cancelled
+    /// thread may leave it without passing a destructor, since clang++ takes fwrite(3) for a call that can't be left
+    /// so.
     class Attempt {
     public:
-        explicit Attempt(LogDevice& device) : device_(device) {}
-        ~Attempt() {
-            if (!done_) device_.failures_.fetch_add(1, std::memory_order_relaxed);
-        }
-        Attempt(const Attempt&) = delete;
-        Attempt& operator=(const Attempt&) = delete;
-        void Succeed() { done_ = true; }
+        explicit Attempt(LogDevice& device) : failures_(device.failures_) { Add(1); }
+        void Succeed() { Add(-1); }
 
     private:
-        LogDevice& device_;
-        bool done_ = false;
+        void Add(long count) { failures_.fetch_add(count, std::memory_order_relaxed); }
+        std::atomic<long>& failures_;
     };
 
 private:
