@@ -74,27 +74,23 @@ int Start(const ChildKind& kind, const ChildVector& vector, int report) {
     return ProcessCreateReporting(vector.Program(), vector.Get(), nullptr, 0, 1, 2, 0, 1, report);
 }
 
-void Close(int descriptor) {
-    if (descriptor != -1) close(descriptor);
-}
-
 }  // namespace
 
 int PostMainStartChild(const ChildKind& kind, const ChildVector& vector) { return Start(kind, vector, -1); }
 
 int PostMainStartChild(const ChildKind& kind, const ChildVector& vector, bool* runs) {
-    int report[2] = {-1, -1};
-    if (pipe2(report, O_CLOEXEC) != 0) report[0] = report[1] = -1;
-    const int pid = Start(kind, vector, report[1]);
+    int report[2];
+    const bool reports = pipe2(report, O_CLOEXEC) == 0;
+    const int pid = Start(kind, vector, reports ? report[1] : -1);
     const KeptErrno error;
-    Close(report[1]);
     *runs = pid >= 0;
+    if (!reports) return pid;
+    close(report[1]);
     int number;
-    ssize_t got = 0;
-    while (pid >= 0 && report[0] != -1 && (got = read(report[0], &number, sizeof number)) < 0 && errno == EINTR)
-        continue;
+    ssize_t got;
+    while ((got = read(report[0], &number, sizeof number)) < 0 && errno == EINTR) continue;
     if (got > 0) *runs = false;
-    Close(report[0]);
+    close(report[0]);
     return pid;
 }
 

@@ -18,7 +18,7 @@ public:
     /// For a list of so many bytes; 0 when its size isn't known.
     explicit Leftovers(uint64_t listSize) : ahead_(listSize) {}
 
-    /// To be called once for each line, before anything of it is renamed or removed.
+    /// To be called once for each line, before anything of it is renamed or removed; for none whose variants are cut.
     ///
     /// True: neither the destination's backup name nor any of the numbered variants that are cleared before a line is
     /// there, and the destination is a regular file or not there. *device is the file system of its folder. False: any
@@ -30,9 +30,6 @@ public:
     /// To be called before a destination is renamed that may be anything but a regular file: a path that leads through
     /// a folder or a link can lead elsewhere from then on.
     void PathsChange() noexcept { ++turn_; }
-
-    /// To be called in place of NoneBeside for a line that makes other names than those.
-    void Forget() noexcept;
 
 private:
     struct Names {
@@ -52,6 +49,7 @@ private:
 
     using Folders = std::unordered_map<std::string, Folder>;
 
+    void Forget() noexcept;
     bool Ask(const char* destination, dev_t* device);
     Folders::value_type& FolderOf(const char* destination);
     void Find(const std::string& path, bool look, Folder* folder);

@@ -86,11 +86,7 @@ void ChooseFreeBackup(UpdateBackupName* name, UpdateEntry* entry) {
 void ChooseBackup(UpdateEntry* entry, Leftovers* leftovers) {
     UpdateNameBackup(entry);
     UpdateBackupName name(*entry);
-    if (name.VariantCut()) {
-        leftovers->Forget();
-    } else if (leftovers->NoneBeside(entry->destination, &entry->device)) {
-        return;
-    }
+    if (!name.VariantCut() && leftovers->NoneBeside(entry->destination, &entry->device)) return;
     RemoveLeftovers(&name);
     if (!SeeDestination(entry, leftovers) || !Exists(entry->backup)) return;
     if (Remove(entry->backup) == 0) {

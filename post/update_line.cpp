@@ -1,6 +1,6 @@
 #include "post/update_line.h"
 
-#include <charconv>
+#include <cstdio>
 #include <ostream>
 
 #include "common/util/option_string.h"
@@ -48,10 +48,6 @@ std::string_view UpdateFolder(std::string_view path) {
 }
 
 const char* UpdateBackupName::With(int number) {
-    char digits[4];
-    const auto length = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits);
-    const size_t copied = std::min(length, kLimit - stem_);
-    memcpy(text_ + stem_, digits, copied);
-    text_[stem_ + copied] = '\0';
+    snprintf(text_ + stem_, sizeof text_ - stem_, "%d", number);
     return text_;
 }

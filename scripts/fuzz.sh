@@ -13,11 +13,11 @@ cmake --build "$folder" --target fuzz_list | tail -n 1
 
 # The files that the lists move are in memory, where that is possible. What is found lies in the build folder.
 [ -w /dev/shm ] && export TMPDIR=/dev/shm
-files=$(mktemp -d)
-trap 'rm -rf "$files"' EXIT
+TMPDIR=$(mktemp -d)
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
 corpus=$PWD/tests/fuzz/corpus/list
 mkdir -p "$folder/corpus/list"
-cd "$files"
 say "Fuzzing the update list for $seconds seconds"
 "$folder/tests/fuzz/fuzz_list" -max_total_time="$seconds" -max_len=6000 -artifact_prefix="$folder/" \
     "$folder/corpus/list" "$corpus" >"$folder/list.log" 2>&1 || {

@@ -148,10 +148,8 @@ int SocketGetNetworkInfo(int descriptor, char** localHost, int* localPort, char*
     *localHost = hostOrUnknown(1);
     *remoteHost = hostOrUnknown(0);
     *localPort = SocketGetPort(descriptor, 1);
-    const int localError = errno;
     *remotePort = SocketGetPort(descriptor, 0);
     if (*localPort != -1 && *remotePort != -1) return 1;
-    if (*localPort == -1) errno = localError;
     SocketReport("Failed to collect network information for FD#", descriptor);
     return -1;
 }

@@ -189,7 +189,6 @@ int SocketGetBytesQueued(int descriptor) {
 
 int SocketGetBytesWritable(int descriptor) {
     constexpr int kReserve = 16384;
-    if (!CountsQueues()) return -1;
     const int queued = SocketGetBytesQueued(descriptor);
     if (queued == -1) return -1;
     int size = 0;

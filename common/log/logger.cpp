@@ -97,12 +97,12 @@ std::streambuf* Logger::StandardErrorBuffer() {
 }
 
 std::ostream& Logger::Log() {
-    if (mode_ == 0) return *nullStream_;
+    if (mode_ != 1) return *nullStream_;
     const KeptErrno kept;
     char prefix[kLogPrefixSize];
     const int length = LogPrefix(prefix, sizeof prefix);  // before the lock: the time is not that of a wait's end
     const LogLock lock(locked_ == 1);
-    std::ostream& out = LogBegin(Chosen(), prefix, length);
+    std::ostream& out = LogBegin(*logStream_, prefix, length);
     SetDecimal(out);
     return out;
 }
@@ -125,7 +125,6 @@ std::ostream& Logger::Info() { return Level("Info: "); }
 std::ostream& Logger::Plain() { return Level(""); }
 
 std::ostream& Logger::Continue() {
-    if (mode_ == 0) return *nullStream_;
     const KeptErrno kept;
     const LogLock lock;
     return LogFlushed(Chosen());

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <initializer_list>
 
 #include "common/log/failure.h"
 #include "common/process/process_control.h"
@@ -16,10 +17,10 @@ constexpr FailureStyle kIdError{.opening = "Process: ERROR! ", .form = ErrorForm
 
 void PlaceStandardStreams(int input, int output, int error) {
     int given[] = {input, output, error};
-    for (int stream = 0; stream < 3; ++stream) {
+    for (const int stream : {0, 1, 2}) {
         if (given[stream] == -1) given[stream] = stream;
     }
-    for (int stream = 0; stream < 3; ++stream) {
+    for (const int stream : {0, 1, 2}) {
         const int descriptor = given[stream];
         if (descriptor == stream) continue;
         dup2(descriptor, stream);
@@ -57,9 +58,7 @@ int ProcessCreateReporting([[maybe_unused]] const char* command, const char* con
     ProcessSetPriority(level);
     ProcessExec(parameters[0], parameters + 1, environment);
     const int failed = errno;
-    if (report != -1) {
-        while (write(report, &failed, sizeof failed) == -1 && errno == EINTR) continue;
-    }
+    while (write(report, &failed, sizeof failed) == -1 && errno == EINTR) continue;  // nobody hears it on -1
     logger_.Abandon();  // exit runs the Logger's destructor, which would write the parent's text a second time
     ProcessExit(failed);
 }

@@ -53,8 +53,7 @@ char* StringAddressText(char* buffer, uint32_t address) {
 }
 
 void StringSetAddress(char** dst, uint32_t address) {
-    char text[kAddressSize];
-    StringAddressText(text, address);
     StringReset(dst);
-    StringInitPart(dst, text, kAddressSize - 1);
+    StringAllocate(dst, kAddressSize);
+    StringAddressText(*dst, address);
 }

@@ -33,7 +33,8 @@ static char named[] = "named";
 static hostent host{
     .h_name = named, .h_aliases = nullptr, .h_addrtype = AF_INET, .h_length = 0, .h_addr_list = nullptr};
 
-// Most calls leave their number in errno, some return it, and the resolver has a variable of its own.
+// Most calls leave their number in errno, some return it, and the resolver has a variable of its own. In a child none
+// can be told: it ends with the number.
 static auto Failed(auto answer) { return errno = h_errno = number, answer; }
 
 #define CALL(result, call, parameters, failed, otherwise)  \
@@ -43,11 +44,15 @@ static auto Failed(auto answer) { return errno = h_errno = number, answer; }
         return otherwise;                                  \
     }
 CALL(int, fcntl, (int a, int b, long c), Failed(-1), __real_fcntl(a, b, c))
+CALL(int, daemon, (int, int), Failed(-1), 0)
 CALL(int, fork, (), Failed(-1), __real_fork())
 CALL(hostent*, gethostbyaddr, (const void*, socklen_t, int), Failed(nullptr), &host)
 CALL(hostent*, gethostbyname, (const char* a), Failed(nullptr), __real_gethostbyname(a))
+CALL(int, getnameinfo, (const sockaddr* a, socklen_t b, char* c, socklen_t d, char* e, socklen_t f, int g),
+     Failed(EAI_SYSTEM), __real_getnameinfo(a, b, c, d, e, f, g))
 CALL(int, getpwnam_r, (const char* a, passwd* b, char* c, size_t d, passwd** e), number,
      __real_getpwnam_r(a, b, c, d, e))
+CALL(int, getsockopt, (int a, int b, int c, void* d, socklen_t* e), Failed(-1), __real_getsockopt(a, b, c, d, e))
 CALL(int, kill, (pid_t a, int b), Failed(-1), __real_kill(a, b))
 CALL(int, nice, (int a), Failed(-1), __real_nice(a))
 CALL(int, pipe, (int* a), Failed(-1), __real_pipe(a))
@@ -59,8 +64,10 @@ CALL(int, pthread_mutex_init, (pthread_mutex_t * a, const pthread_mutexattr_t* b
 CALL(int, pthread_mutex_timedlock, (pthread_mutex_t * a, const timespec* b), 0,
      (deadline = *b, __real_pthread_mutex_timedlock(a, b)))
 CALL(ssize_t, read, (int a, void* b, size_t c), Failed(-1), __real_read(a, b, c))
+CALL(int, setgid, (gid_t a), (_exit(number), -1), __real_setgid(a))
 CALL(int, setpriority, (int a, id_t b, int c), Failed(-1), __real_setpriority(a, b, c))
 CALL(int, setsockopt, (int a, int b, int c, const void* d, socklen_t e), Failed(-1), __real_setsockopt(a, b, c, d, e))
+CALL(int, setuid, (uid_t a), (_exit(number), -1), __real_setuid(a))
 CALL(int, uname, (utsname * a), Failed(-1), (strcpy(a->sysname, systemName), strcpy(a->release, systemRelease), 0))
 CALL(int, usleep, (useconds_t a), Failed(-1), (microsecondsSlept += a, 0))
 CALL(ssize_t, write, (int a, const void* b, size_t c), Failed(-1), __real_write(a, b, std::min(c, mostWritten)))

@@ -174,17 +174,21 @@ TEST(Logger, AFailedOrCancelledLineCostsThatLineAlone) {
         std::thread blocked([] { Log() << "blocks\n"; });
         ThreadCancel(blocked.native_handle());
         blocked.join();
-        dup2(full, 2);
-        for (const auto entry : kEntries) {
+    }
+    for (const auto entry : kEntries) {
+        {
+            const LogCapture log;
+            dup2(full, 2);
             entry() << "pending";
             errno = transcript::kUnchanged;
             entry();
             EXPECT_EQ(errno, transcript::kUnchanged);
         }
+        const LogCapture log;
+        entry() << "text\n";
+        EXPECT_TRUE(log.Text().ends_with("text\n")) << log.Text();
     }
     for (const int descriptor : {ends[0], ends[1], full}) close(descriptor);
-    SHOW(Log() << "text\n");  // =
-    // | @ text
 }
 
 TEST(Logger, AChildLogsWhateverTheOtherThreadsDid) {

@@ -60,12 +60,14 @@ TEST(ProcessCreate, RunsTheFirstParameterUnderItsNameAndEnvironment) {
     const char* const environment[] = {"X=given", nullptr};
     SHOW(Ran({"program", "name", "a"}, nullptr));  // = "13 13 "
     chmod("program", 0700);
-    SHOW(Ran({"program", "name", "a"}, nullptr));                     // = "7 -1 a own\x0A"
-    SHOW(Ran({"./program", "name", "a"}, environment));               // = "7 -1 a given\x0A"
-    SHOW(Ran({"sh", "renamed", "-c", "echo $0; kill $$"}, nullptr));  // = "4 -1 renamed\x0A"
-    SHOW(Ran({"sh", "sh"}, environment));                             // = "2 2 "
-    SHOW(Ran({"nice", "nice"}, nullptr, 18));                         // = "0 -1 18\x0A"
-    SHOW(Ran({"nice", "nice"}, nullptr, ProcessPriorityLowest));      // = "0 -1 19\x0A"
+    SHOW(Ran({"program", "name", "a"}, nullptr));                        // = "7 -1 a own\x0A"
+    SHOW(Ran({"./program", "name", "a"}, environment));                  // = "7 -1 a given\x0A"
+    SHOW(Ran({"sh", "renamed", "-c", "echo $0; kill $$"}, nullptr));     // = "4 -1 renamed\x0A"
+    SHOW(Ran({"sh", "sh"}, environment));                                // = "2 2 "
+    SHOW(Ran({"nice", "nice"}, nullptr, 18));                            // = "0 -1 18\x0A"
+    SHOW(Ran({"nice", "nice"}, nullptr, ProcessPriorityLowest));         // = "0 -1 19\x0A"
+    SHOW((Failing("setgid", 5), Ran({"true", "true"}, nullptr, 0, 0)));  // = "5 -1 "
+    SHOW((Failing("setuid", 6), Ran({"true", "true"}, nullptr, 0, 0)));  // = "6 -1 "
     ASSERT_EQ(setegid(getuid() == 0 ? 65534 : getgid()) + seteuid(getuid() == 0 ? 65534 : getuid()), 0);
     EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr), "0 -1 " + std::to_string(geteuid()) + "\n");
     EXPECT_EQ(Ran({"id", "id", "-g"}, nullptr, 0, 0), "0 -1 " + std::to_string(getgid()) + "\n");
@@ -123,8 +125,11 @@ TEST(Process, IsWatchedJudgedAndEnded) {
     // | last
     SHOW(InChild([] { return LogContinue() << "last", ProcessKillSelf(), 0; }));  // = 9
     // | last
-    SHOW(InChild([] { return LogContinue() << "last", ProcessDetach(), logger_.mode_ = 0; }));  // = 0
+    SHOW(InChild([] { return LogContinue() << "last", _exit(ProcessDetach()), 0; }) >> 8);  // = 1
     // | last
+    SHOW((Failing("daemon", EAGAIN), ProcessDetach()));  // = -1 EAGAIN
+    // | @ Process: WARNING! Detach from terminal failed.
+    // | @ Provess: WARNING! Error is 11 'Resource temporarily unavailable'.
 }
 
 TEST(ProcessAccounts, AreLookedUp) {
@@ -161,10 +166,11 @@ std::string TempName(const char* directory, const char* prefix) {
 
 TEST(ProcessNames, FollowTheEnvironment) {
     const Variable host("HOSTNAME", nullptr), temp("TEMP", ""), tmp("TMP", "/var");
-    SHOW(ProcessHostName());           // = "localhost"
-    SHOW(TempName(nullptr, nullptr));  // = "/var/T-0"
-    SHOW(TempName("/data", "job"));    // = "/data/job0"
-    SHOW(TempName("", "job"));         // = "job0"
+    SHOW(ProcessHostName());                                         // = "localhost"
+    SHOW(TempName(nullptr, nullptr));                                // = "/var/T-0"
+    SHOW(TempName("/data", "job"));                                  // = "/data/job0"
+    SHOW(TempName("/data", std::string(2000, 'x').c_str()).size());  // = 1029
+    SHOW(TempName("", "job"));                                       // = "job0"
     // | @ Process: WARNING! Returning temporary name in current directory.
     unsetenv("TMP");
     SHOW(ProcessTempDirectory());            // = "/tmp"

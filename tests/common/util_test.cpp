@@ -80,21 +80,22 @@ std::string Scan(const char* options, std::vector<std::string> words) {
         letter = BSDgetopt(static_cast<int>(argv.size()), argv.data(), options);
         answers += std::to_string(letter) + " " + StringOrNil(BSDoptarg) + ", ";
     }
+    answers += "then " + std::to_string(BSDgetopt(static_cast<int>(argv.size()), argv.data(), options)) + ", ";
     return answers + "index " + std::to_string(BSDoptind) + ", letter " + std::to_string(BSDoptopt);
 }
 
 TEST(OptionParser, ScansAVector) {
     SHOW(Scan("abf:", {"program", "-ab", "-f", "list", "-flist", "operand",
-                       "-a"}));  // = "97 nil, 98 nil, 102 list, 102 list, -1 kept, index 5, letter 102"
-    SHOW(Scan("-", {"program", "-", "--name"}));  // = "45 nil, -1 kept, index 3, letter 45"
-    SHOW(Scan("a", {"program", "-:a", "-x"}));    // = "63 kept, 97 nil, 63 kept, -1 kept, index 3, letter 120"
+                       "-a"}));  // = "97 nil, 98 nil, 102 list, 102 list, -1 kept, then -1, index 5, letter 102"
+    SHOW(Scan("-", {"program", "-", "--name"}));  // = "45 nil, -1 kept, then -1, index 3, letter 45"
+    SHOW(Scan("a", {"program", "-:a", "-x"}));    // = "63 kept, 97 nil, 63 kept, -1 kept, then -1, index 3, letter 120"
     // | program: illegal option -- :
     // | program: illegal option -- x
-    SHOW(Scan("f:", {"program", "-f"}));  // = "63 kept, -1 kept, index 2, letter 102"
+    SHOW(Scan("f:", {"program", "-f"}));  // = "63 kept, -1 kept, then -1, index 2, letter 102"
     // | program: option requires an argument -- f
-    SHOW(Scan("\xE4", {"program", "-\xE4"}));  // = "-28 nil, -1 kept, index 2, letter -28"
+    SHOW(Scan("\xE4", {"program", "-\xE4"}));  // = "-28 nil, -1 kept, then -1, index 2, letter -28"
     BSDopterr = 0;
-    SHOW(Scan("f:", {"program", "-x", "-f"}));  // = "63 kept, 63 kept, -1 kept, index 3, letter 102"
+    SHOW(Scan("f:", {"program", "-x", "-f"}));  // = "63 kept, 63 kept, -1 kept, then -1, index 3, letter 102"
     BSDopterr = 1;
     SHOW(BSDgetopt(0, nullptr, nullptr));  // = -1
 }

@@ -1,8 +1,9 @@
 """Runs of the program, each a test: runs.py NAME, the name of a row of runs.txt or of a function below."""
 
+import itertools
 import os
 import re
-import signal
+import struct
 import subprocess
 import sys
 
@@ -19,33 +20,28 @@ def updater_goes():
         installation.check(row)
 
 
-def signal_ends_between_two_lines():
-    row = {"before": "rm list; mkfifo list", "options": "-f list", "exit": "4", "log": "signal 'SIGTERM'."}
-    with Installation() as installation:
-        installation.start(row)
-        installation.await_log("Updating files")
-        with open(installation.at("list"), "rb+", buffering=0) as updates:  # for reading, too: nobody else may be left
-            updates.write(b"source=new/one,destination=app/one\n")
-            installation.await_log("Renaming 'new/one' as 'app/one'.")
-            os.kill(installation.run.pid, signal.SIGTERM)
-            updates.write(b"source=new/two,destination=app/two\nnever read")
-            installation.check(row)
-
-
 def long_destinations_lose_nothing():
-    """Round the length at which the names of leftovers are cut. The neighbour has the name that a cut could leave."""
-    for length, code in ((length, code) for length in (1011, 1021, 1022, 1023) for code in (0, 5)):
+    """Round the length at which the names of leftovers are cut. The neighbour has the name that a cut could leave. 21 is
+    the code of a backup name that can't be freed. The folder is known before the long line."""
+    for length, code in itertools.product((1011, 1012, 1021, 1022, 1023), (0, 5, 21)):
         with Installation() as installation:
             folder = installation.at("long") + 9 * ("/" + 90 * "d") + "/"
             path = folder.ljust(length, "f")
             os.makedirs(folder)
-            write(path, "old")
-            write(path[:-1], "neighbour")
-            row = {"options": "-s bin/server -f list", "plan": f"--update exit {code}"}
-            installation.start(row | {"list": "source=new/one,destination=" + path})
+            files = {path: "old", path[:-1]: "neighbour", folder + "two": "old"}
+            if length < 1022:
+                files[(path + ".temporary1")[:1022]] = "leftover"
+            elif code == 21:
+                os.mkdir(path + ".temporary")
+            for name, text in files.items():
+                write(name, text)
+            updates = f"source=new/two,destination={folder}two\\nsource=new/one,destination={path}"
+            row = {"options": "-s bin/server -f list", "plan": f"--update exit {code}", "list": updates}
+            installation.start(row)
             assert installation.wait() == code
-            files = [read(folder + name) for name in sorted(os.listdir(folder))]
-            assert files == ["neighbour", "old" if code else "new-one"]
+            left = [read(folder + name) for name in sorted(os.listdir(folder))]
+            expected = ["neighbour", "old", "old"] if code else ["neighbour", "new-one", "new-two"]
+            assert [text for text in left if text] == expected, (length, code, left)
 
 
 def folders_that_are_known_change():
@@ -72,6 +68,53 @@ def folders_that_are_known_change():
         removed += " app/d/10.temporary"
         assert re.findall("removed leftover '(.*)'", installation.log()) == removed.split()
         assert read(installation.at("app/d/9")) == sources[-3]
+
+
+# Folders, lines in each, other files in each, and the size that is said of each: questions, and names read.
+COSTS = {
+    (1, 1, 0, 0): (13, 0),
+    (3, 1, 0, 0): (35, 0),
+    (1, 2, 0, 4097): (25, 0),
+    (8, 1, 0, 0): (90, 0),
+    (200, 1, 0, 0): (2201, 4),
+    (200, 1, 0, 4097): (2201, 4),
+    (20, 2, 0, 0): (261, 120),
+    (20, 2, 0, 4097): (462, 0),
+    (10, 10, 0, 0): (131, 140),
+    (10, 10, 0, 6000): (1112, 0),
+    (1, 40, 0, 40000): (443, 0),
+    (1, 60, 200, 0): (348, 1322),
+    (1, 60, 200, 20000): (663, 0),
+    (1, 300, 600, 20000): (862, 981),
+    (1, 400, 2000, 0): (2816, 8235),
+    (2, 200, 2000, 0): (4417, 10178),
+}
+
+
+def asked(call, folders, lines, others, size):
+    with Installation("FAULTS") as installation:
+        write(installation.at("counts"), 12 * "\0")
+        listed = ""
+        for folder in range(folders):
+            os.mkdir(installation.at(f"app/{folder}"))
+            for name in range(lines):
+                write(installation.at(f"app/{folder}/{name}"), "old")
+                write(installation.at(f"new/{folder}-{name}"), "new")
+                listed += f"source=new/{folder}-{name},destination=app/{folder}/{name}\n"
+            for name in range(others):
+                write(installation.at(f"app/{folder}/other{name}"), "")
+        os.environ["FOLDER_SIZE"] = str(size)
+        installation.start({"options": "-f list", "list": listed, "fault": f"{call} 0 0"})
+        assert installation.wait() == 0
+        return struct.unpack("3i", open(installation.at("counts"), "rb").read())[1]
+
+
+def questions_are_few():
+    """What a run asks about names, and how many names it reads in their place. The fewer of both the better: more than
+    thirteen questions a line, or a few names for each that they spare, are slower than a run that only asks."""
+    costs = {run: (asked("stat", *run), asked("readdir", *run)) for run in COSTS}
+    wrong = [f"{run}: expected {COSTS[run]}, got {cost}" for run, cost in costs.items() if cost != COSTS[run]]
+    assert not wrong, "\n".join(wrong)
 
 
 def find_row(name):

@@ -44,9 +44,26 @@ class Resources : public testing::EmptyTestEventListener {
 
 }  // namespace
 
-// Nothing may rely on what is in a new block.
-void* operator new[](size_t size) { return ++blocks, memset(malloc(size), '?', size); }
-void operator delete[](void* block) noexcept { blocks -= block != nullptr ? 1 : 0, free(block); }
+// Nothing may rely on what is in a new block, or write behind it. Its size stands in front of it.
+constexpr size_t kFront = alignof(std::max_align_t);
+constexpr char kBehind[] = "????";
+
+void* operator new[](size_t size) {
+    ++blocks;
+    auto* const block = static_cast<char*>(malloc(kFront + size + sizeof kBehind));
+    memset(block + kFront, '?', size);
+    strcpy(block + kFront + size, kBehind);
+    return memcpy(block, &size, sizeof size), block + kFront;
+}
+void operator delete[](void* given) noexcept {
+    if (given == nullptr) return;
+    --blocks;
+    char* const block = static_cast<char*>(given) - kFront;
+    size_t size;
+    memcpy(&size, block, sizeof size);
+    EXPECT_STREQ(block + kFront + size, kBehind) << "Written behind a new[] block of " << size << " bytes.";
+    free(block);
+}
 void operator delete[](void* block, size_t) noexcept { operator delete[](block); }
 
 std::string transcript::Text(const char* text) { return text != nullptr ? '"' + Printable(text) + '"' : "null"; }
