@@ -43,32 +43,25 @@ uint64_t Hash(std::string_view name) {
     return hash;
 }
 
-// The destination that a name is a backup name of, or a variant that is cleared; empty for another name.
-std::string_view DestinationOf(std::string_view name) {
-    static_assert(kUpdateClearedVariants == 9);
-    if (!name.empty() && name.back() >= '1' && name.back() <= '9') name.remove_suffix(1);
-    if (name.size() < kSuffix.size()) return {};
-    const size_t length = name.size() - kSuffix.size();
-    return strncasecmp(name.data() + length, kSuffix.data(), kSuffix.size()) == 0 ? name.substr(0, length)
-                                                                                  : std::string_view{};
-}
-
 // As strcasestr(3) would tell, which costs as much as all the rest of a line here.
-bool HoldsSuffix(const char* name) {
+const char* FindSuffix(const char* name) {
     while ((name = strchr(name, kSuffix[0])) != nullptr) {
-        if (strncasecmp(name, kSuffix.data(), kSuffix.size()) == 0) return true;
+        if (strncasecmp(name, kSuffix.data(), kSuffix.size()) == 0) break;
         ++name;
     }
-    return false;
+    return name;
 }
 
 // False for a name that can't be compared.
 bool Note(const dirent& entry, std::unordered_set<uint64_t>* asked) {
-    const uint64_t hash = Hash(entry.d_name);
+    const char* const name = entry.d_name;
+    const uint64_t hash = Hash(name);
     if (hash == 0) return false;
     if (entry.d_type != DT_REG) asked->insert(hash);
-    const std::string_view destination = DestinationOf(entry.d_name);
-    if (!destination.empty()) asked->insert(Hash(destination));
+    // It may be the backup name, or a variant, of what stands in front of the suffix.
+    for (const char* suffix = name; (suffix = FindSuffix(suffix)) != nullptr; ++suffix) {
+        asked->insert(Hash({name, suffix}));
+    }
     return true;
 }
 
@@ -89,7 +82,6 @@ bool Leftovers::NoneBeside(const char* destination, dev_t* device) noexcept {
 
 void Leftovers::Forget() noexcept {
     places_.clear();
-    known_ = 0;
     ++turn_;
 }
 
@@ -105,22 +97,15 @@ bool Leftovers::Ask(const char* destination, dev_t* device) {
     if (++folder.lines == 1) folder.due = ahead_ < kBlock ? kFirstLook : 1;
     const bool found = folder.turn == turn_;
     const bool look = folder.lines >= folder.due && !(found && folder.place->second.known);
-    if (look || (known_ > 0 && !found)) Find(path, look, &folder);
+    if (look || (!places_.empty() && !found)) Find(path, look, &folder);
     if (folder.turn != turn_ || !folder.place->second.known) return false;
 
     auto& [identity, names] = *folder.place;
     const char* const slash = strrchr(destination, '/');
     const char* const name = slash == nullptr ? destination : slash + 1;
-    if (*name == '\0') return false;
     const uint64_t hash = Hash(name);
-    if (hash == 0) {
-        names = {};
-        --known_;
-        folder.due = kNoLook;
-        return false;
-    }
-    // A backup may be a folder that this run has moved there.
-    if (HoldsSuffix(name) || !names.asked.insert(hash).second) return false;
+    // A name that can't be compared wasn't there; a backup may be a folder that this run has moved there.
+    if (hash == 0 || FindSuffix(name) != nullptr || !names.asked.insert(hash).second) return false;
     *device = identity.first;
     ++spared_;
     return true;
@@ -161,10 +146,7 @@ void Leftovers::Look(const std::string& path, uint64_t size, Folder* folder) {
     }
     const uint64_t cost = std::max({size, read, kBlock});
     if (cost > paid) ahead_ -= std::min(ahead_, cost);
-    if (names.known) {
-        ++known_;
-    } else {
-        names.asked.clear();
-        if (read <= allowed) folder->due = kNoLook;  // it will not be read with more lines either
-    }
+    if (names.known) return;
+    names.asked.clear();
+    if (read <= allowed) folder->due = kNoLook;  // it will not be read with more lines either
 }

@@ -57,8 +57,7 @@ private:
 
     Folders folders_;
     Folders::value_type* last_ = nullptr;  ///< of the line before
-    Places places_;
-    uint64_t ahead_;      ///< how many bytes of folders may be read that their lines haven't paid for
-    uint64_t known_ = 0;  ///< how many places are; while there is one, a line's place must be found
+    Places places_;                        ///< while there is one, a line's place must be found
+    uint64_t ahead_;                       ///< how many bytes of folders may be read that their lines haven't paid for
     uint64_t lines_ = 0, finds_ = 0, spared_ = 0, turn_ = 1;
 };

@@ -60,32 +60,29 @@ def play(scenario, run_fault, mend_fault):
     code, told, said, _ = run(QVPOST_LIST, "mend", "app/update.list.record")
     is_new = content("one") == new["one"]
     end = "new version\n" if is_new else "old version\n"
-    assert code == 0 and (told.endswith(end) or told == "no record, nothing to mend\n"), told + said
+    at = f"run killed at {run_fault}, mend at {mend_fault}: "
+    assert code == 0 and (told.endswith(end) or told == "no record, nothing to mend\n"), at + told + said
     for name in NAMES:
-        assert content(name) == (new if is_new else old)[name], name
-        assert content("new/" + name) == (None if is_new else new[name]), "new/" + name
+        assert content(name) == (new if is_new else old)[name], at + name
+        assert content("new/" + name) == (None if is_new else new[name]), at + "new/" + name
     left = {name for name in os.listdir("app") if "temporary" in name and content(name) not in ("left", None)}
-    assert not left and not os.path.exists("app/update.list.record"), left or "The record is left."
+    assert not left and not os.path.exists("app/update.list.record"), at + str(left or "the record is left")
     return run_met, mend_met
 
 
-def is_met(which, scenario, run_fault, mend_fault):
-    try:
-        return play(scenario, run_fault, mend_fault)[which]
-    except AssertionError as difference:
-        sys.exit(f"run killed at {run_fault}, mend at {mend_fault}: {difference}")
-
-
-def killed_at(function, is_killed):
-    """The calls of a function, as faults, up to one that isn't made."""
-    return itertools.takewhile(is_killed, (f"{function} {call}" for call in itertools.count(1)))
+def faults(function):
+    return (f"{function} {call}" for call in itertools.count(1))
 
 
 def main(scenario):
     for function in RUN_CALLS + RUN_QUESTIONS:
-        for fault in killed_at(function, lambda fault: is_met(0, scenario, fault, "none 0")):
+        for fault in faults(function):
+            if not play(scenario, fault, "none 0")[0]:
+                break
             for mend_function in MEND_CALLS if function in RUN_CALLS else []:
-                list(killed_at(mend_function, lambda mend_fault: is_met(1, scenario, fault, mend_fault)))
+                for mend_fault in faults(mend_function):
+                    if not play(scenario, fault, mend_fault)[1]:
+                        break
 
 
 with tempfile.TemporaryDirectory(dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None) as folder:

@@ -54,9 +54,11 @@ def folders_that_are_known_change():
         os.symlink("app", installation.at("link"))
         os.symlink("nowhere", installation.at("app/6.temporary"))
         write(installation.at("app/7.temporary9"), "leftover")
+        write(installation.at("app/a.b"), "app/a.b")
+        write(installation.at("app/a.b.Temporary"), "not a leftover")
         write(installation.at("new/d/9.temporary"), "leftover")
         destinations = [f"app/{name}" for name in range(12)]
-        destinations += "link/12 app/12 app/../app/11 app/10.temporary app/10".split()
+        destinations += "app/a.b link/12 app/12 app/../app/11 app/10.temporary app/10".split()
         destinations += [f"app/d/{name}" for name in range(9)] + "app/d app/d/9 link/d/10 app/d/10".split()
         sources = [f"new/{number}" for number in range(len(destinations))]
         sources[-4] = "new/d"
@@ -70,51 +72,51 @@ def folders_that_are_known_change():
         assert read(installation.at("app/d/9")) == sources[-3]
 
 
-# Folders, lines in each, other files in each, and the size that is said of each: questions, and names read.
-COSTS = {
-    (1, 1, 0, 0): (13, 0),
-    (3, 1, 0, 0): (35, 0),
-    (1, 2, 0, 4097): (25, 0),
-    (8, 1, 0, 0): (90, 0),
-    (200, 1, 0, 0): (2201, 4),
-    (200, 1, 0, 4097): (2201, 4),
-    (20, 2, 0, 0): (261, 120),
-    (20, 2, 0, 4097): (462, 0),
-    (10, 10, 0, 0): (131, 140),
-    (10, 10, 0, 6000): (1112, 0),
-    (1, 40, 0, 40000): (443, 0),
-    (1, 60, 200, 0): (348, 1322),
-    (1, 60, 200, 20000): (663, 0),
-    (1, 300, 600, 20000): (862, 981),
-    (1, 400, 2000, 0): (2816, 8235),
-    (2, 200, 2000, 0): (4417, 10178),
-}
+# Questions about names, and names that are read in their place, for lists of some forms. The fewer of both the better:
+# more than thirteen questions a line, or a few names for each that they spare, are slower than a run that only asks.
+COSTS = [
+    (13, 0, dict(folders=1, lines=1)),
+    (35, 0, dict(folders=3, lines=1)),
+    (25, 0, dict(folders=1, lines=2, size=4097)),
+    (2201, 4, dict(folders=200, lines=1)),
+    (1290, 599, dict(folders=100, lines=2)),
+    (1201, 605, dict(folders=100, lines=2, in_turns=True)),
+    (445, 0, dict(folders=20, lines=2, size=4097)),
+    (1121, 0, dict(folders=10, lines=10, size=6000)),
+    (348, 1322, dict(folders=1, lines=60, others=200)),
+    (862, 981, dict(folders=1, lines=300, others=600, size=20000)),
+    (4418, 10178, dict(folders=2, lines=200, others=2000)),
+    (663, 3, dict(folders=1, lines=60, name="é")),
+]
 
 
-def asked(call, folders, lines, others, size):
+def count_calls(call, folders, lines, others=0, name="", size=0, in_turns=False):
+    """Of a run with so many lines in each folder, which has so many other files and is said to be of that size."""
     with Installation("FAULTS") as installation:
         write(installation.at("counts"), 12 * "\0")
-        listed = ""
+        places = [f"{folder}/{name}{line}" for folder in range(folders) for line in range(lines)]
         for folder in range(folders):
             os.mkdir(installation.at(f"app/{folder}"))
-            for name in range(lines):
-                write(installation.at(f"app/{folder}/{name}"), "old")
-                write(installation.at(f"new/{folder}-{name}"), "new")
-                listed += f"source=new/{folder}-{name},destination=app/{folder}/{name}\n"
-            for name in range(others):
-                write(installation.at(f"app/{folder}/other{name}"), "")
+            os.mkdir(installation.at(f"new/{folder}"))
+            for number in range(others):
+                write(installation.at(f"app/{folder}/other{number}"), "")
+        for place in places:
+            write(installation.at("app/" + place), "old")
+            write(installation.at("new/" + place), "new")
+        if in_turns:
+            places = [places[lines * folder + line] for line in range(lines) for folder in range(folders)]
+        updates = "".join(f"source=new/{place},destination=app/{place}\n" for place in places)
         os.environ["FOLDER_SIZE"] = str(size)
-        installation.start({"options": "-f list", "list": listed, "fault": f"{call} 0 0"})
+        installation.start({"options": "-f list", "list": updates, "fault": f"{call} 0 0"})
         assert installation.wait() == 0
         return struct.unpack("3i", open(installation.at("counts"), "rb").read())[1]
 
 
 def questions_are_few():
-    """What a run asks about names, and how many names it reads in their place. The fewer of both the better: more than
-    thirteen questions a line, or a few names for each that they spare, are slower than a run that only asks."""
-    costs = {run: (asked("stat", *run), asked("readdir", *run)) for run in COSTS}
-    wrong = [f"{run}: expected {COSTS[run]}, got {cost}" for run, cost in costs.items() if cost != COSTS[run]]
-    assert not wrong, "\n".join(wrong)
+    for questions, names, form in COSTS:
+        cost = count_calls("stat", **form), count_calls("readdir", **form)
+        assert cost == (questions, names), f"{form}: expected {questions} and {names}, got {cost}"
+    assert count_calls("syncfs", 3, 20) == 1, "A file system is flushed more than once."
 
 
 def find_row(name):
