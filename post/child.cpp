@@ -83,12 +83,12 @@ int PostMainStartChild(const ChildKind& kind, const ChildVector& vector, bool* r
     const bool reports = pipe2(report, O_CLOEXEC) == 0;
     const int pid = Start(kind, vector, reports ? report[1] : -1);
     const KeptErrno error;
-    *runs = pid >= 0;
+    *runs = pid != -1;
     if (!reports) return pid;
     close(report[1]);
     int number;
     ssize_t got;
-    while ((got = read(report[0], &number, sizeof number)) < 0 && errno == EINTR) continue;
+    while ((got = read(report[0], &number, sizeof number)) == -1 && errno == EINTR) continue;
     if (got > 0) *runs = false;
     close(report[0]);
     return pid;
@@ -98,7 +98,7 @@ ChildOutcome PostMainWaitChild(const ChildKind& kind, const ChildVector& vector,
     if (kind.showsVector) ShowVector(kind.subject, vector.Get());
     Line() << "PostMain: Waiting " << kind.waiting << " with pid " << pid << ".\n";
     int status = 0;
-    if (waitpid(pid, &status, 0) < 0) return {NotWaited, errno};
+    if (waitpid(pid, &status, 0) == -1) return {NotWaited, errno};
     Line() << "PostMain: " << kind.subject << " exited with code " << status << ".\n";
     if (status == 0) return {Exited, 0};
     const int code = ProcessExitCode(status);
@@ -108,6 +108,6 @@ ChildOutcome PostMainWaitChild(const ChildKind& kind, const ChildVector& vector,
 
 ChildOutcome PostMainRunChild(const ChildKind& kind, const ChildVector& vector) {
     const int pid = PostMainStartChild(kind, vector);
-    if (pid < 0) return {NotStarted, errno};
+    if (pid == -1) return {NotStarted, errno};
     return PostMainWaitChild(kind, vector, pid);
 }

@@ -21,14 +21,13 @@ void Keep(int signal) { interruption.store(signal, std::memory_order_relaxed); }
 struct Tamed {
     void (*handler)(int);
     int signal;
-    bool installed;
     struct sigaction original;
 };
 
 // A handler that does nothing, not SIG_IGN: a child would inherit that. A log at its size limit (SIGXFSZ) is as good as
 // a full disk.
-Tamed tamed[] = {{Survive, SIGPIPE, false, {}}, {Survive, SIGHUP, false, {}}, {Survive, SIGXFSZ, false, {}},
-                 {Keep, SIGTERM, false, {}},    {Keep, SIGINT, false, {}},    {SIG_DFL, SIGCHLD, false, {}}};
+Tamed tamed[] = {{Survive, SIGPIPE, {}}, {Survive, SIGHUP, {}}, {Survive, SIGXFSZ, {}},
+                 {Keep, SIGTERM, {}},    {Keep, SIGINT, {}},    {SIG_DFL, SIGCHLD, {}}};
 
 // Around a fork the signals wait: none may run a handler of ours inside the child. What else a fork does is in
 // common/process/process_create.h.
@@ -44,9 +43,7 @@ void BlockSignals() {
 void RestoreMask() { SignalMask(SIG_SETMASK, &maskBefore, nullptr); }
 
 void RestoreDispositions() {
-    for (const Tamed& row : tamed) {
-        if (row.installed) SignalSetAction(row.signal, &row.original, nullptr);
-    }
+    for (const Tamed& row : tamed) SignalSetAction(row.signal, &row.original, nullptr);
     RestoreMask();
 }
 
@@ -62,7 +59,6 @@ void PostMainTameSignals() {
         action.sa_handler = row.handler;
         action.sa_flags = SA_RESTART;
         SignalSetAction(row.signal, &action, nullptr);
-        row.installed = true;
     }
     pthread_atfork(BlockSignals, RestoreMask, RestoreDispositions);
 }

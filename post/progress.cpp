@@ -35,7 +35,7 @@ void PostMainWriteProgress(int value) {
     if (postData_.client == nullptr || descriptor == -1) return;
     const std::string text = std::to_string(value);
     const ssize_t sent = send(descriptor, text.c_str(), text.size() + 1, 0);
-    if (sent < 0) {
+    if (sent == -1) {
         const int error = errno;
         Line() << "PostMain: ERROR! Could not write to 'FD#" << descriptor << "'. "
                << ErrorIs{error, ErrorForm::BothQuoted} << ".\n";
@@ -46,18 +46,17 @@ void PostMainWriteProgress(int value) {
 
 bool PostMainHasClientHungUp() {
     pollfd end{.fd = progressData_.descriptors[1], .events = 0, .revents = 0};
-    return end.fd != -1 && poll(&end, 1, 0) == 1;
+    return poll(&end, 1, 0) == 1;  // it looks past -1
 }
 
 int PostMainJoinProgress() {
     int& descriptor = progressData_.descriptors[1];
-    // A client that reads to the end of the channel ends only now; it may have closed its own end long ago.
-    if (descriptor != -1) shutdown(descriptor, SHUT_WR);
+    // A client that reads to the end of the channel ends only now; it may have closed its own end long ago. Where there
+    // is no channel nothing of this does anything.
+    shutdown(descriptor, SHUT_WR);
     const int joined = JoinThread();
     SocketSystemCleanup();
-    if (descriptor != -1) {
-        close(descriptor);
-        descriptor = -1;
-    }
+    close(descriptor);
+    descriptor = -1;
     return joined;
 }

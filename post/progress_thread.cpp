@@ -91,7 +91,7 @@ void* PostMainProgressThread(void* /*argument*/) {
         progressData_.descriptors[0] = -1;
     }
     if (runs) Reach(Running);
-    const ChildOutcome outcome = pid < 0 ? ChildOutcome{NotStarted, error} : PostMainWaitChild(kind, vector, pid);
+    const ChildOutcome outcome = pid == -1 ? ChildOutcome{NotStarted, error} : PostMainWaitChild(kind, vector, pid);
     if (outcome.error == 0) {
         Reach(Ended);
         return nullptr;

@@ -1,7 +1,7 @@
 // The lines of the run's log.
 #pragma once
 #include <cstddef>
-#include <cstring>
+#include <string_view>
 #include <type_traits>
 
 #include "common/log/error_is.h"
@@ -30,16 +30,14 @@ private:
     // The texts of a line go to the stream together: the C library looks for a newline in each piece that it is given,
     // from its end on, and so through all of one that has none.
     void Add(const char* given) {
-        const char* const text = StringOrNil(given);
-        const size_t length = strlen(text);
-        if (length > sizeof text_ - length_) Pass();
-        if (length > sizeof text_) {
-            out_.write(text, static_cast<std::streamsize>(length));
+        const std::string_view text = StringOrNil(given);
+        if (text.size() > sizeof text_ - length_) Pass();
+        if (text.size() > sizeof text_) {
+            out_ << text;
             return;
         }
-        memcpy(text_ + length_, text, length);
-        length_ += length;
-        if (length_ > 0 && text_[length_ - 1] == '\n') Pass();
+        length_ += text.copy(text_ + length_, text.size());
+        if (text.ends_with('\n')) Pass();
     }
 
     void Pass() {

@@ -50,7 +50,7 @@ bool GetEnd(int descriptor, int local, const char* what, EndAddress* end) {
     auto* const address = reinterpret_cast<sockaddr*>(&end->storage);
     const int result =
         local != 0 ? getsockname(descriptor, address, &end->length) : getpeername(descriptor, address, &end->length);
-    if (result < 0) {
+    if (result == -1) {
         LogFailedCall(kSocketFailure, "Can't get the ", local != 0 ? "local" : "remote", what, descriptor);
         return false;
     }

@@ -152,7 +152,7 @@ int SocketSetLowDelay(int descriptor) { return SetOption(kLowDelay, descriptor, 
 int SocketSetKeepAlive(int descriptor, int value) { return SetOption(kKeepAlive, descriptor, value); }
 
 int SocketSetLinger(int descriptor, int seconds) {
-    const struct linger value = {seconds > 0 ? 1 : 0, seconds > 0 ? seconds : 0};
+    const struct linger value = {seconds > 0 ? 1 : 0, std::max(seconds, 0)};
     if (setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &value, sizeof value) != -1) return 1;
     return LogFailedCall(kError, LingerWords{value, descriptor});
 }

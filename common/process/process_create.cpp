@@ -98,7 +98,7 @@ int ProcessSetPriority(int level) {
 
 int ProcessChangePriority(int increment) {
     errno = 0;
-    if (nice(increment) >= 0 || errno == 0) return 1;
+    if (nice(increment) != -1 || errno == 0) return 1;
     return LogFailedCall(kError, "Can't change priority by ", increment);
 }
 

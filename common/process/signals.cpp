@@ -37,7 +37,7 @@ int SignalMask(int how, const sigset_t* set, sigset_t* old) {
 }
 
 int SignalSetAction(int signal, const struct sigaction* action, struct sigaction* old) {
-    return sigaction(signal, action, old) >= 0 ? 0 : LogFailedCall(kError, "Call to sigaction failed");
+    return sigaction(signal, action, old) == 0 ? 0 : LogFailedCall(kError, "Call to sigaction failed");
 }
 
 int SignalSetTimer(int timer, const struct itimerval* value, struct itimerval* old) {

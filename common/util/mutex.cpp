@@ -1,5 +1,6 @@
 #include "common/util/mutex.h"
 
+#include <algorithm>
 #include <ctime>
 
 #include "common/util/time_text.h"
@@ -26,13 +27,12 @@ Mutex::~Mutex() { pthread_mutex_destroy(&mutex_); }
 int Mutex::TimedLock(int milliseconds) {
     struct timespec deadline = {};
     TimeGetClock(CLOCK_REALTIME, &deadline);
-    if (milliseconds > 0) {
-        deadline.tv_sec += milliseconds / 1000;
-        deadline.tv_nsec += milliseconds % 1000 * 1'000'000L;
-        if (deadline.tv_nsec > 999'999'999) {
-            ++deadline.tv_sec;
-            deadline.tv_nsec -= 1'000'000'000;
-        }
+    const int wait = std::max(milliseconds, 0);
+    deadline.tv_sec += wait / 1000;
+    deadline.tv_nsec += wait % 1000 * 1'000'000L;
+    if (deadline.tv_nsec > 999'999'999) {
+        ++deadline.tv_sec;
+        deadline.tv_nsec -= 1'000'000'000;
     }
     return pthread_mutex_timedlock(&mutex_, &deadline) == 0 ? 1 : 0;
 }

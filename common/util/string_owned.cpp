@@ -9,8 +9,6 @@ namespace {
 
 constexpr int kLineSize = 1024;
 
-size_t LengthOf(const char* text) { return text != nullptr ? strlen(text) : 0; }
-
 // Frees the old text last: the new one may have been made from it.
 void Replace(char** dst, char* text) {
     delete[] * dst;
@@ -52,12 +50,12 @@ void StringAdd(char** dst, const char* a, const char* b, const char* c, const ch
 
 void StringAddBytes(char** dst, const char* bytes, int count) {
     if (bytes == nullptr || count <= 0) return;
-    const size_t length = LengthOf(*dst);
+    const std::string_view old = *dst != nullptr ? *dst : "";
     const auto added = static_cast<size_t>(count);
-    char* text = new char[length + added + 1];
-    if (length > 0) memcpy(text, *dst, length);
-    memcpy(text + length, bytes, added);
-    text[length + added] = '\0';
+    char* text = new char[old.size() + added + 1];
+    char* const end = text + old.copy(text, old.size());
+    memcpy(end, bytes, added);
+    end[added] = '\0';
     Replace(dst, text);
 }
 

@@ -144,6 +144,8 @@ TEST(SocketOptions, AreMissingSilentlyAndFailOnBothStreams) {
     logger_.mode_ = 2;             // of the others the level lines alone
     SHOW(SocketSetLinger(-1, 5));  // = -1 EBADF
     // | Error: Failed to set SO_LINGER values to 1 and 5 on FD#-1. Error is 9 'Bad file descriptor'.
+    SHOW(SocketSetLinger(-1, -1));  // = -1 EBADF
+    // | Error: Failed to set SO_LINGER values to 0 and 0 on FD#-1. Error is 9 'Bad file descriptor'.
     SHOW(SocketGetBytesQueued(-1));  // = -1 EBADF
     // | Error: Failed to get bytes queued on FD#-1. Error is 9 'Bad file descriptor'.
     SHOW(SocketGetBytesWritable(-1));  // = -1 EBADF

@@ -101,6 +101,8 @@ class Run:
         assert (self.code == -9) == self.killed, self.code
         for name in ("one", "two"):
             self.check_line(name)
+        children_given_more = read(self.at("facts")).replace(" 0 1 2; ", "")
+        assert not children_given_more or function == "fcntl", children_given_more
         if not self.killed:
             self.check_code()
             self.check_what_client_was_told()

@@ -100,9 +100,13 @@ class Installation:
             wanted = expand(expected.get(what, usual))
             if wanted != actual:
                 differences.append(f"{what}\n  expected: {wanted}\n  actual:   {actual}")
-        for line in expand(expected.get("log", "")).split(" + "):
-            if line not in log:
-                differences.append(f"log\n  expected: {line}")
+        pieces, rest = [piece for piece in expand(expected.get("log", "")).split(" + ") if piece], log
+        for piece in pieces:
+            _, found, rest = rest.partition(piece)
+            if not found:
+                differences.append(f"log\n  expected, behind the piece before it: {piece}")
+        if "FD#-1" in log:
+            differences.append("log\n  not expected: FD#-1")
         if "PostMain" in log and os.path.exists(self.at("list")) == ("Removing 'list'" in log):
             differences.append("list\n  the log says otherwise")
         if differences:

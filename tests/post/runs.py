@@ -107,7 +107,8 @@ def count_calls(call, folders, lines, others=0, name="", size=0, in_turns=False)
             places = [places[lines * folder + line] for line in range(lines) for folder in range(folders)]
         updates = "".join(f"source=new/{place},destination=app/{place}\n" for place in places)
         os.environ["FOLDER_SIZE"] = str(size)
-        installation.start({"options": "-f list", "list": updates, "fault": f"{call} 0 0"})
+        row = {"options": "-f list", "list": updates, "by": "prlimit --nofile=20"}  # none is left open
+        installation.start(row | {"fault": f"{call} 0 0"})
         assert installation.wait() == 0
         return struct.unpack("3i", open(installation.at("counts"), "rb").read())[1]
 
