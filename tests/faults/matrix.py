@@ -50,23 +50,16 @@ SCENARIOS = {
 }
 PROGRESS_CLIENT = 2  # of the children: the server's stop comes before it, the script and the server's start after it
 # The context of a failure: the action word that goes with it, and the report in front of it.
-REPORTS = {
-    "AA": ("shutdown", "Can't stop server 'bin/server' in"),
-    "AB": ("shutdown", "Can't wait for server 'bin/server' in"),
-    "AC": ("shutdown", "Failure reported by server 'bin/server' in"),
-    "AG": ("update", "Can't rename 'app/"),
-    "AH": ("update", "Can't rename 'new/"),
-    "AJ": ("startup", "Can't start server 'bin/server' in"),
-    "AK": ("startup", "Can't wait for server 'bin/server' in"),
-    "AL": ("startup", "Failure reported by server 'bin/server' in"),
-    "AM": ("update", "Can't start client 'bin/client' "),
-    "AN": ("update", "Can't wait for client 'bin/client' "),
-    "AO": ("update", "complete update in 'bin/client' "),
-    "BJ": ("update", "Can't update server './scripts/setup/qvserver' in"),
-    "BK": ("update", "Can't wait for server './scripts/setup/qvserver' in"),
-    "BL": ("update", "Failure reported by server './scripts/setup/qvserver' in"),
-    "": ("update", ""),  # the list can't be opened or read
-}
+REPORTS = {"AG": ("update", "Can't rename 'app/"), "AH": ("update", "Can't rename 'new/"), "": ("update", "")}
+for codes, action, start, child in (
+    ("AA AB AC", "shutdown", "stop", "server 'bin/server'"),
+    ("AJ AK AL", "startup", "start", "server 'bin/server'"),
+    ("BJ BK BL", "update", "update", "server './scripts/setup/qvserver'"),
+    ("AM AN AO", "update", "start", "client 'bin/client'"),
+):
+    end = "Failure reported by " + child if child.startswith("server") else "complete update in 'bin/client'"
+    reports = [f"Can't {start} {child}", "Can't wait for " + child, end]
+    REPORTS |= {code: (action, report) for code, report in zip(codes.split(), reports)}
 
 function, scenario = sys.argv[1:]
 errors, ends_run, said = FUNCTIONS[function]

@@ -76,8 +76,6 @@ def folders_that_are_known_change():
 # more than thirteen questions a line, or a few names for each that they spare, are slower than a run that only asks.
 COSTS = [
     (13, 0, dict(folders=1, lines=1)),
-    (35, 0, dict(folders=3, lines=1)),
-    (25, 0, dict(folders=1, lines=2, size=4097)),
     (2201, 4, dict(folders=200, lines=1)),
     (1290, 599, dict(folders=100, lines=2)),
     (1201, 605, dict(folders=100, lines=2, in_turns=True)),
