@@ -92,6 +92,7 @@ public:
         }
     }
 
+    void ListFileSystems();
     void TakeAdded();
     void Report(const std::string& list);
 
@@ -167,13 +168,7 @@ uint32_t Inspector::WayTo(Role role, const char* path) {
     }
     way.device = folder.device;
     way.mount = folder.mount;
-    if (way.error == 0) {
-        way.number = NumberOf(folder, open);
-        const auto known = [&](const Way& other) { return other.device == way.device; };
-        if (role == kSource && std::none_of(ways_.begin(), ways_.end(), known)) {
-            result_->fileSystems.push_back(open.Path());
-        }
-    }
+    if (way.error == 0) way.number = NumberOf(folder, open);
     ways_.push_back(way);
     return at->second;
 }
@@ -194,6 +189,17 @@ Place Inspector::LookAt(Role role, const char* path, FileIdentity* identity) {
     place.isMountPoint = seen.isMountPoint;
     place.isFixed = seen.isFixed;
     return place;
+}
+
+// Of the sources, each by the first folder on it.
+void Inspector::ListFileSystems() {
+    std::vector<uint64_t> listed;
+    for (const Update& update : set_->updates) {
+        const Way& way = ways_[PlaceOf(update, kSource).way];
+        if (way.error != 0 || std::find(listed.begin(), listed.end(), way.device) != listed.end()) continue;
+        listed.push_back(way.device);
+        result_->fileSystems.push_back(folders_[way.number].path);
+    }
 }
 
 void Inspector::TakeAdded() {
@@ -362,6 +368,7 @@ Inspection InspectFiles(const std::string& list, Absent absent, UpdateSet* set, 
     Inspection result;
     Inspector inspector(absent, set, findings, &result);
     inspector.Look();
+    inspector.ListFileSystems();
     if (absent != Absent::Error) inspector.TakeAdded();
     inspector.Report(list);
     return result;
