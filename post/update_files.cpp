@@ -173,9 +173,7 @@ std::unique_ptr<UpdateEntry> TakeUpdate() {
 }
 
 // A descriptor of the folder that a path lies in, or -1.
-int OpenFolder(const char* path) {
-    return open(std::string(UpdateFolder(path)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-}
+int OpenFolder(const char* path) { return open(std::string(UpdateFolder(path)).c_str(), O_RDONLY | O_CLOEXEC); }
 
 // The new files, which nobody may have flushed yet, and the log must be on the disk before the first backup goes: a
 // power cut would else leave neither version, or a log that says that there is a way back. A file system is flushed

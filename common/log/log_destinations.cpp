@@ -169,10 +169,7 @@ void Logger::Abandon() {
 
 Logger::~Logger() {
     for (const Slot* slot : {&kLog, &kError, &kAux}) Reset(*slot);
-    for (const Slot* slot : {&kLog, &kError, &kAux}) {
-        delete (this->*slot->retired);
-        this->*slot->retired = nullptr;
-    }
+    for (const Slot* slot : {&kLog, &kError, &kAux}) delete (this->*slot->retired);
     if (leader_ == this) leader_ = nullptr;  // the reset above may have made it this one again
     delete nullStream_;
     nullStream_ = &std::clog;

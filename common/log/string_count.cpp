@@ -6,7 +6,7 @@
 #include "common/util/string_text.h"
 
 int StringCountLines(const char* buffer, int length, char separator) {
-    const int count = length > 0 ? static_cast<int>(std::count(buffer, buffer + length, separator)) : 0;
+    const auto count = static_cast<int>(std::count(buffer, buffer + std::max(length, 0), separator));
     const KeptErrno kept;
     Log() << "String: Found " << count << " lines with separator " << int{static_cast<signed char>(separator)} << ".\n";
     return count;

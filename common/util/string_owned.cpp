@@ -9,6 +9,8 @@ namespace {
 
 constexpr int kLineSize = 1024;
 
+const char* OrEmpty(const char* text) { return text != nullptr ? text : ""; }
+
 // Frees the old text last: the new one may have been made from it.
 void Replace(char** dst, char* text) {
     delete[] * dst;
@@ -32,25 +34,19 @@ void StringInit(char** dst, const char* src) { *dst = StringCopy(src); }
 void StringReset(char** dst) { Replace(dst, nullptr); }
 
 void StringAdd(char** dst, const char* a, const char* b, const char* c, const char* d) {
-    std::string_view parts[5];
-    int count = 0;
+    const char* const parts[] = {*dst, a, b, c, d};
     size_t total = 0;
-    for (const char* part : {static_cast<const char*>(*dst), a, b, c, d}) {
-        if (part == nullptr) continue;
-        parts[count] = part;
-        total += parts[count++].size();
-    }
+    for (const char* part : parts) total += strlen(OrEmpty(part));
     if (total == 0) return;
     char* text = new char[total + 1];
     char* end = text;
-    for (int i = 0; i < count; ++i) end += parts[i].copy(end, parts[i].size());
-    *end = '\0';
+    for (const char* part : parts) end = stpcpy(end, OrEmpty(part));
     Replace(dst, text);
 }
 
 void StringAddBytes(char** dst, const char* bytes, int count) {
     if (bytes == nullptr || count <= 0) return;
-    const std::string_view old = *dst != nullptr ? *dst : "";
+    const std::string_view old = OrEmpty(*dst);
     const auto added = static_cast<size_t>(count);
     char* text = new char[old.size() + added + 1];
     char* const end = text + old.copy(text, old.size());
@@ -66,7 +62,7 @@ void StringAllocate(char** dst, int size) {
 
 void StringAllocateLine(char** dst) { StringAllocate(dst, kLineSize); }
 
-void StringInitLine(char** dst, const char* src) { *dst = StringCopyPart(src != nullptr ? src : "", kLineSize - 1); }
+void StringInitLine(char** dst, const char* src) { *dst = StringCopyPart(OrEmpty(src), kLineSize - 1); }
 
 void StringInitPart(char** dst, const char* src, int count) { *dst = StringCopyPart(src, count); }
 

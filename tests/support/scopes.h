@@ -72,7 +72,7 @@ private:
 
 /// Runs a body in a forked child; returns the wait status. The body's result is the exit status, through exit.
 inline int InChild(const std::function<int()>& body) {
-    fflush(nullptr);
+    fflush(stdout);
     const pid_t pid = fork();
     if (pid == 0) exit(body());
     int status = -1;
