@@ -1,6 +1,7 @@
 // Running the programs of an installation: the server, its setup script, the client.
 #pragma once
-#include <cassert>
+#include <array>
+#include <cstddef>
 
 /// The argument vector of a child: program, program, arguments, null. Keeps pointers to texts of the caller's.
 class ChildVector {
@@ -9,21 +10,17 @@ public:
         Add(program);
         Add(program);
     }
-    void Add(const char* argument) {
-        assert(count_ < kSlots - 1);
-        slots_[count_++] = argument;
-    }
+    void Add(const char* argument) { slots_.at(count_++) = argument; }
     void Add(const char* name, const char* value) {
         Add(name);
         Add(value);
     }
-    const char* const* Get() const { return slots_; }
+    const char* const* Get() const { return slots_.data(); }
     const char* Program() const { return slots_[0]; }
 
 private:
-    static constexpr int kSlots = 12;  // the longest vector, a client that is told of a failure, takes ten
-    const char* slots_[kSlots] = {};
-    int count_ = 0;
+    std::array<const char*, 12> slots_ = {};  // the longest vector, a client that is told of a failure, takes ten
+    size_t count_ = 0;
 };
 
 /// How far a child came, and errno of the step that failed or the decoded exit code; error 0 is success.

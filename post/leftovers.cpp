@@ -101,6 +101,7 @@ bool Leftovers::Ask(const char* destination, dev_t* device) {
     if (folder.turn != turn_ || !folder.place->second.known) return false;
 
     auto& [identity, names] = *folder.place;
+    // Empty behind a slash at the end, a name that no rename takes.
     const char* const slash = strrchr(destination, '/');
     const char* const name = slash == nullptr ? destination : slash + 1;
     const uint64_t hash = Hash(name);
