@@ -33,8 +33,7 @@ static char named[] = "named";
 static hostent host{
     .h_name = named, .h_aliases = nullptr, .h_addrtype = AF_INET, .h_length = 0, .h_addr_list = nullptr};
 
-// Most calls leave their number in errno, some return it, and the resolver has a variable of its own. In a child none
-// can be told: it ends with the number.
+// Most calls leave their number in errno, some return it, the resolver has its own variable, and a child ends with it.
 static auto Failed(auto answer) { return errno = h_errno = number, answer; }
 
 #define CALL(result, call, parameters, failed, otherwise)  \

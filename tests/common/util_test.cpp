@@ -63,7 +63,6 @@ TEST(StringText, IsTestedScannedAndEscaped) {
     SHOW(OptionMatchName("linker", "link"));              // = 0
     SHOW(OptionMatchName("a,b", "a,b"));                  // = 0
     SHOW(OptionParseNumber("09x"));                       // = 9
-    SHOW(OptionParseNumber("9"));                         // = 9
     SHOW(OptionParseNumber(":"));                         // = -1
     SHOW(OptionParseNumber("99999999999999999999"));      // = 2147483647 ERANGE
 }

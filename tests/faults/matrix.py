@@ -75,13 +75,13 @@ class Run:
         os.mkdir(self.at("app/two.temporary"))
         if last_is_missing:
             os.remove(self.at("new/two"))
-        write(self.at("counts"), 12 * "\0")
+        write(self.at("counts"), 16 * "\0")
         # What two threads report then must come in the same order each time.
         waits = "--update report _;" if function in ("fork", "execvp", "waitpid") and call == PROGRESS_CLIENT else ""
         installation.start({"plan": waits + plan, "fault": f"{function} {call} {error}"})
         self.code, self.log = installation.wait(), installation.log()
         self.calls, self.progress = installation.record("calls"), installation.record("progress")
-        _, self.count, faults = struct.unpack("3i", open(self.at("counts"), "rb").read())
+        _, self.count, faults, self.blocks_left = struct.unpack("4i", open(self.at("counts"), "rb").read())
         self.failed, self.killed, self.error = faults > 0, faults > 0 and error == KILL, error
         self.kept = "updated entries" in self.log  # the new files stay: the backups are being removed
         assert faults == (call > 0), "The fault wasn't met."
@@ -97,6 +97,7 @@ class Run:
         children_given_more = read(self.at("facts")).replace(" 0 1 2; ", "")
         assert not children_given_more or function == "fcntl", children_given_more
         if not self.killed:
+            assert self.blocks_left == 0, "Blocks of new[] were not given back."
             self.check_code()
             self.check_what_client_was_told()
             list_untouched, list_kept = "Updating files" not in self.log, function == "unlink"

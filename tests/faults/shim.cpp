@@ -20,7 +20,8 @@
 
 namespace {
 
-std::atomic<int>* counts = nullptr;  // forks, calls of the function, faults
+std::atomic<int>* counts = nullptr;  // forks, calls of the function, faults, blocks of new[] that are left at the end
+std::atomic<int> blocks = 0;
 char chosen[16];
 int chosenCall, chosenError;
 pid_t program;
@@ -32,9 +33,13 @@ __attribute__((constructor)) void Arm() {
     const int file = open("counts", O_RDWR);
     if (fault == nullptr || sscanf(fault, "%15s %d %d", chosen, &chosenCall, &chosenError) != 3 || file == -1) return;
     program = getpid();
-    void* shared = mmap(nullptr, 3 * sizeof *counts, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    void* shared = mmap(nullptr, 4 * sizeof *counts, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     close(file);
     counts = static_cast<std::atomic<int>*>(shared);
+}
+
+__attribute__((destructor)) void Tell() {
+    if (counts != nullptr && getpid() == program) counts[3] = blocks.load();
 }
 
 bool Fails(const char* function) {
@@ -99,7 +104,8 @@ extern "C" int __wrap_stat(const char* path, struct stat* record) {
 // These replace the library's own.
 void* operator new[](size_t size) {
     if (listIsRead && Fails("new")) throw std::bad_alloc();
+    ++blocks;
     return operator new(size);
 }
-void operator delete[](void* block) noexcept { operator delete(block); }
-void operator delete[](void* block, size_t /*size*/) noexcept { operator delete(block); }
+void operator delete[](void* block) noexcept { blocks -= block != nullptr ? 1 : 0, operator delete(block); }
+void operator delete[](void* block, size_t /*size*/) noexcept { operator delete[](block); }
