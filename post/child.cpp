@@ -80,16 +80,13 @@ int PostMainStartChild(const ChildKind& kind, const ChildVector& vector) { retur
 
 int PostMainStartChild(const ChildKind& kind, const ChildVector& vector, bool* runs) {
     int report[2];
-    const bool reports = pipe2(report, O_CLOEXEC) == 0;
-    const int pid = Start(kind, vector, reports ? report[1] : -1);
+    if (pipe2(report, O_CLOEXEC) != 0) report[0] = report[1] = -1;  // from which nothing is read
+    const int pid = Start(kind, vector, report[1]);
     const KeptErrno error;
-    *runs = pid != -1;
-    if (!reports) return pid;
     close(report[1]);
     int number;
-    ssize_t got;
-    while ((got = read(report[0], &number, sizeof number)) == -1 && errno == EINTR) continue;
-    if (got > 0) *runs = false;
+    // The handlers have SA_RESTART: no signal cuts the wait short.
+    *runs = pid != -1 && read(report[0], &number, sizeof number) <= 0;
     close(report[0]);
     return pid;
 }

@@ -16,7 +16,7 @@ public:
         Add(value);
     }
     const char* const* Get() const { return slots_.data(); }
-    const char* Program() const { return slots_[0]; }
+    const char* Program() const { return slots_.front(); }
 
 private:
     std::array<const char*, 12> slots_ = {};  // the longest vector, a client that is told of a failure, takes ten

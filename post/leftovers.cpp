@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <limits>
@@ -37,7 +38,7 @@ uint64_t Hash(std::string_view name) {
     uint64_t hash = 0xcbf29ce484222325;  // FNV-1a
     for (const char character : name) {
         const auto byte = static_cast<unsigned char>(character);
-        if (byte > 127) return 0;
+        if (isascii(byte) == 0) return 0;
         hash = (hash ^ (byte | 0x20U)) * 0x100000001b3;
     }
     return hash;
@@ -148,6 +149,5 @@ void Leftovers::Look(const std::string& path, uint64_t size, Folder* folder) {
     const uint64_t cost = std::max({size, read, kBlock});
     if (cost > paid) ahead_ -= std::min(ahead_, cost);
     if (names.known) return;
-    names.asked.clear();
     if (read <= allowed) folder->due = kNoLook;  // it will not be read with more lines either
 }

@@ -45,18 +45,22 @@ void PostMainWriteProgress(int value) {
 }
 
 bool PostMainHasClientHungUp() {
-    pollfd end{.fd = progressData_.descriptors[1], .events = 0, .revents = 0};
+    pollfd end = {};
+    end.fd = progressData_.descriptors[1];
     return poll(&end, 1, 0) == 1;  // it looks past -1
 }
 
+void PostMainCloseEnd(int end) {
+    close(progressData_.descriptors[end]);
+    progressData_.descriptors[end] = -1;
+}
+
 int PostMainJoinProgress() {
-    int& descriptor = progressData_.descriptors[1];
     // A client that reads to the end of the channel ends only now; it may have closed its own end long ago. Where there
     // is no channel nothing of this does anything.
-    shutdown(descriptor, SHUT_WR);
+    shutdown(progressData_.descriptors[1], SHUT_WR);
     const int joined = JoinThread();
     SocketSystemCleanup();
-    close(descriptor);
-    descriptor = -1;
+    PostMainCloseEnd(1);
     return joined;
 }

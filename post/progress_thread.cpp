@@ -86,10 +86,7 @@ void* PostMainProgressThread(void* /*argument*/) {
     progressData_.clientPid = pid;
     progressData_.mutex.Unlock();
 
-    if (progressData_.descriptors[0] != -1) {
-        close(progressData_.descriptors[0]);
-        progressData_.descriptors[0] = -1;
-    }
+    PostMainCloseEnd(0);
     if (runs) Reach(Running);
     const ChildOutcome outcome = pid == -1 ? ChildOutcome{NotStarted, error} : PostMainWaitChild(kind, vector, pid);
     if (outcome.error == 0) {

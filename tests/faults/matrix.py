@@ -81,7 +81,7 @@ class Run:
         installation.start({"plan": waits + plan, "fault": f"{function} {call} {error}"})
         self.code, self.log = installation.wait(), installation.log()
         self.calls, self.progress = installation.record("calls"), installation.record("progress")
-        _, self.count, faults, self.blocks_left = struct.unpack("4i", open(self.at("counts"), "rb").read())
+        _, self.count, faults, self.left = struct.unpack("4i", open(self.at("counts"), "rb").read())
         self.failed, self.killed, self.error = faults > 0, faults > 0 and error == KILL, error
         self.kept = "updated entries" in self.log  # the new files stay: the backups are being removed
         assert faults == (call > 0), "The fault wasn't met."
@@ -97,7 +97,8 @@ class Run:
         children_given_more = read(self.at("facts")).replace(" 0 1 2; ", "")
         assert not children_given_more or function == "fcntl", children_given_more
         if not self.killed:
-            assert self.blocks_left == 0, "Blocks of new[] were not given back."
+            may_stay = {"fcntl": 1, "pthread_create": 2}.get(function, 0)  # a stream that seemed closed, the pair
+            assert self.left <= may_stay, f"{self.left} descriptors or blocks of new[] are left."
             self.check_code()
             self.check_what_client_was_told()
             list_untouched, list_kept = "Updating files" not in self.log, function == "unlink"

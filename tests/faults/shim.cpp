@@ -20,7 +20,7 @@
 
 namespace {
 
-std::atomic<int>* counts = nullptr;  // forks, calls of the function, faults, blocks of new[] that are left at the end
+std::atomic<int>* counts = nullptr;  // forks, calls of the function, faults, blocks of new[] and descriptors left
 std::atomic<int> blocks = 0;
 char chosen[16];
 int chosenCall, chosenError;
@@ -36,10 +36,6 @@ __attribute__((constructor)) void Arm() {
     void* shared = mmap(nullptr, 4 * sizeof *counts, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     close(file);
     counts = static_cast<std::atomic<int>*>(shared);
-}
-
-__attribute__((destructor)) void Tell() {
-    if (counts != nullptr && getpid() == program) counts[3] = blocks.load();
 }
 
 bool Fails(const char* function) {
@@ -90,6 +86,12 @@ WRAP(int, setsockopt, (int fd, int level, int name, const void* value, socklen_t
 WRAP(int, pthread_create, (pthread_t * id, const pthread_attr_t* attributes, void* (*body)(void*), void* argument),
      (id, attributes, body, argument), errno)
 WRAP(ssize_t, send, (int fd, const void* data, size_t size, int flags), (fd, data, size, flags), -1)
+
+__attribute__((destructor)) static void Tell() {
+    if (counts == nullptr || getpid() != program) return;
+    for (int fd = 3; fd < 64; ++fd) blocks += __real_fcntl(fd, F_GETFD, 0) != -1 ? 1 : 0;
+    counts[3] = blocks.load();
+}
 
 // A file system says what it likes of a folder's size: here FOLDER_SIZE says it.
 extern "C" int __real_stat(const char* path, struct stat* record);

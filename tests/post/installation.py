@@ -75,7 +75,8 @@ class Installation:
     def wait(self):
         """The exit code, or less than 0 for a signal. Until then all that have the standard output have ended, too."""
         if self.run.returncode is None:
-            self.run.communicate(timeout=300)
+            output = self.run.communicate(timeout=300)[0]
+            assert output == b"", output
         return self.run.returncode
 
     def await_log(self, text):
