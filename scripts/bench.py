@@ -15,9 +15,11 @@ import operator
 import os
 import re
 import signal
+import statistics
 import subprocess
 import sys
 import tempfile
+import time
 import typing
 
 # --- the table --------------------------------------------------------------------------------------------------------
@@ -63,6 +65,7 @@ class Bench:
 
     def __init__(self, build, work, quick):
         self.qvpost = os.path.join(build, "post/qvpost")
+        self.qvpost_list = os.path.join(build, "list/qvpost-list")
         self.programs_folder = os.path.join(build, "bench")
         self.work = work
         self.quick = quick
@@ -277,6 +280,78 @@ def latency(bench):
     row("mean latency / half a poll of 200 ms", mean / 100, reference=reference)
 
 
+# --- lists ------------------------------------------------------------------------------------------------------------
+
+
+class Update:
+    """Files to install and the installed ones, 100 in a folder, with the list and its record where make puts them."""
+
+    def __init__(self, bench, folder, files):
+        self.new, self.installed, self.list = (os.path.join(folder, name) for name in ("new", "app", "update.list"))
+        self.record = self.list + ".record"
+        self.names = [f"{number // 100:05}/file_{number:08}" for number in range(files)]
+        for tree in (self.new, self.installed):
+            for number in range(0, files, 100):
+                os.makedirs(f"{tree}/{number // 100:05}")
+            for name in self.names:
+                open(f"{tree}/{name}", "w").close()
+        self.commands = {
+            "find": ["find", self.new, self.installed, "-type", "f", "-printf", "%s %i %T@ %p\n"],
+            "make": [bench.qvpost_list, "make", "-o", self.list, self.new, self.installed],
+            "check": [bench.qvpost_list, "check", self.list],
+            "rename": [bench.program("bare_rename"), os.path.join(folder, "renames")],
+            "mend": [bench.qvpost_list, "mend", self.record],
+        }
+
+    def apply(self):
+        """As a run leaves the files that was killed at its end."""
+        with open(self.commands["rename"][1], "w") as renames:
+            for name in self.names:
+                source, destination = f"{self.new}/{name}", f"{self.installed}/{name}"
+                backup = destination + ".temporary"
+                os.rename(destination, backup)
+                os.rename(source, destination)
+                renames.write(f"{destination}\n{source}\n{backup}\n{destination}\n")
+
+    def run(self, name):
+        """Seconds, seconds of processor time, kilobytes at the peak."""
+        begin = time.perf_counter()
+        process = subprocess.Popen(self.commands[name], stdout=subprocess.DEVNULL)
+        _, status, usage = os.wait4(process.pid, 0)
+        elapsed = time.perf_counter() - begin
+        process.returncode = os.waitstatus_to_exitcode(status)
+        if process.returncode != 0:
+            sys.exit(f"{' '.join(self.commands[name])}: {process.returncode}")
+        return elapsed, usage.ru_utime + usage.ru_stime, usage.ru_maxrss
+
+    def round(self):
+        """Each program once; all files are where they were then."""
+        ran = {name: self.run(name) for name in ("find", "make", "check")}
+        for name in ("rename", "mend"):
+            self.apply()
+            ran[name] = self.run(name)
+        os.remove(self.list)  # the record went with the mending
+        return ran
+
+
+def lists(bench):
+    sizes = (1000, bench.rounds(100000))
+    title(f"qvpost-list, {sizes[1]} files")
+    peaks = []
+    for size in sizes:
+        with tempfile.TemporaryDirectory(dir=bench.work) as folder:
+            update = Update(bench, folder, size)
+            rounds = [update.round() for _ in range(bench.rounds(7))]
+        peaks.append({name: max(ran[name][2] for ran in rounds) for name in rounds[0]})
+    for name, other, goal in (("make", "find", "<= 1.5"), ("check", "find", "<= 1.5"), ("mend", "rename", "<= 1.2")):
+        ratio, processor = (statistics.median(ran[name][what] / ran[other][what] for ran in rounds) for what in (0, 1))
+        microseconds = 1e6 * statistics.median(ran[other][0] for ran in rounds) / sizes[1]
+        words = "find that looks at each file" if other == "find" else "bare renames"
+        row(f"{name} / {words}", ratio, goal, processor, f"{microseconds:.3f} us a file")
+        memory = 1024 * (peaks[1][name] - peaks[0][name]) / (sizes[1] - sizes[0])
+        row(f"{name}: bytes of memory a file", memory, "<= 512", decimals=0)
+
+
 # --- pieces -----------------------------------------------------------------------------------------------------------
 
 
@@ -334,6 +409,7 @@ STEPS = (
     system_calls,
     start,
     latency,
+    lists,
     children,
     log_lines,
     option_parser,
