@@ -53,6 +53,7 @@ Run RunProgram(const std::vector<std::string>& command, const std::string& error
     arguments.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 2, errorPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0600);
 
     const double start = Now();

@@ -21,7 +21,8 @@ struct Run {
     long peakKilobytes;
 };
 
-/// Runs a program that must end with status 0, its standard error on errorPath (emptied before).
+/// Runs a program that must end with status 0, its standard error on errorPath (emptied before) and its standard output
+/// on /dev/null.
 Run RunProgram(const std::vector<std::string>& command, const std::string& errorPath);
 
 /// A folder of installed files, the new ones beside it, and the update list.

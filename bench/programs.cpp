@@ -10,9 +10,9 @@
 // that in a list of SMALL ones, and writes the name, the ratio, the ratio of processor time, and the bytes of memory
 // that a line takes. "latency" writes the mean, the least and the greatest number of milliseconds from the updater's
 // death to the server's start. "tree" makes files to replace, and writes the path of their list. The first two write,
-// between tabs: the name, microseconds (of a line; of a run), the ratio to the first program, the same ratio of
-// processor time, and the peak of memory in kilobytes. For "replace", a name that ends in "-file" has its log in a
-// file, and others on /dev/null; "," in a program separates words, and the list is added as the last word.
+// between tabs: the name, microseconds (of a line; of a run), the ratio to the first program, the same two of processor
+// time, and the peak of memory in kilobytes. For "replace", a name that ends in "-file" has its log in a file, and
+// others on /dev/null; "," in a program separates words, and the list is added as the last word.
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -81,9 +81,9 @@ double MedianRatio(const std::vector<double>& values, const std::vector<double>&
 void Print(const std::vector<Contender>& contenders, double divisor) {
     const Contender& first = contenders.front();
     for (const Contender& contender : contenders) {
-        printf("%s\t%.3f\t%.4f\t%.4f\t%ld\n", contender.name.c_str(), Median(contender.seconds) * 1e6 / divisor,
-               MedianRatio(contender.seconds, first.seconds), MedianRatio(contender.cpuSeconds, first.cpuSeconds),
-               contender.peakKilobytes);
+        printf("%s\t%.3f\t%.4f\t%.3f\t%.4f\t%ld\n", contender.name.c_str(), Median(contender.seconds) * 1e6 / divisor,
+               MedianRatio(contender.seconds, first.seconds), Median(contender.cpuSeconds) * 1e6 / divisor,
+               MedianRatio(contender.cpuSeconds, first.cpuSeconds), contender.peakKilobytes);
     }
 }
 

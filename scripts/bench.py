@@ -19,7 +19,6 @@ import statistics
 import subprocess
 import sys
 import tempfile
-import time
 import typing
 
 # --- the table --------------------------------------------------------------------------------------------------------
@@ -56,6 +55,7 @@ class Ran(typing.NamedTuple):
 
     microseconds: float  # of a line, or of a run
     ratio: float
+    processor_microseconds: float
     processor: float  # the ratio of processor time
     kilobytes: float  # at the peak
 
@@ -287,6 +287,7 @@ class Update:
     """Files to install and the installed ones, 100 in a folder, with the list and its record where make puts them."""
 
     def __init__(self, bench, folder, files):
+        self.bench = bench
         self.new, self.installed, self.list = (os.path.join(folder, name) for name in ("new", "app", "update.list"))
         self.record = self.list + ".record"
         self.names = [f"{number // 100:05}/file_{number:08}" for number in range(files)]
@@ -296,7 +297,7 @@ class Update:
             for name in self.names:
                 open(f"{tree}/{name}", "w").close()
         self.commands = {
-            "find": ["find", self.new, self.installed, "-type", "f", "-printf", "%s %i %T@ %p\n"],
+            "find": ["/usr/bin/find", self.new, self.installed, "-type", "f", "-printf", "%s %i %T@ %p\n"],
             "make": [bench.qvpost_list, "make", "-o", self.list, self.new, self.installed],
             "check": [bench.qvpost_list, "check", self.list],
             "rename": [bench.program("bare_rename"), os.path.join(folder, "renames")],
@@ -314,15 +315,7 @@ class Update:
                 renames.write(f"{destination}\n{source}\n{backup}\n{destination}\n")
 
     def run(self, name):
-        """Seconds, seconds of processor time, kilobytes at the peak."""
-        begin = time.perf_counter()
-        process = subprocess.Popen(self.commands[name], stdout=subprocess.DEVNULL)
-        _, status, usage = os.wait4(process.pid, 0)
-        elapsed = time.perf_counter() - begin
-        process.returncode = os.waitstatus_to_exitcode(status)
-        if process.returncode != 0:
-            sys.exit(f"{' '.join(self.commands[name])}: {process.returncode}")
-        return elapsed, usage.ru_utime + usage.ru_stime, usage.ru_maxrss
+        return Ran(*self.bench.programs("start", 1, f"{name}={','.join(self.commands[name])}")[name])
 
     def round(self):
         """Each program once; all files are where they were then."""
@@ -342,10 +335,12 @@ def lists(bench):
         with tempfile.TemporaryDirectory(dir=bench.work) as folder:
             update = Update(bench, folder, size)
             rounds = [update.round() for _ in range(bench.rounds(7))]
-        peaks.append({name: max(ran[name][2] for ran in rounds) for name in rounds[0]})
+        peaks.append({name: max(ran[name].kilobytes for ran in rounds) for name in rounds[0]})
     for name, other, goal in (("make", "find", "<= 1.5"), ("check", "find", "<= 1.5"), ("mend", "rename", "<= 1.2")):
-        ratio, processor = (statistics.median(ran[name][what] / ran[other][what] for ran in rounds) for what in (0, 1))
-        microseconds = 1e6 * statistics.median(ran[other][0] for ran in rounds) / sizes[1]
+        pairs = [(ran[name], ran[other]) for ran in rounds]
+        ratio = statistics.median(own.microseconds / least.microseconds for own, least in pairs)
+        processor = statistics.median(own.processor_microseconds / least.processor_microseconds for own, least in pairs)
+        microseconds = statistics.median(least.microseconds for _, least in pairs) / sizes[1]
         words = "find that looks at each file" if other == "find" else "bare renames"
         row(f"{name} / {words}", ratio, goal, processor, f"{microseconds:.3f} us a file")
         memory = 1024 * (peaks[1][name] - peaks[0][name]) / (sizes[1] - sizes[0])

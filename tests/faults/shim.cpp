@@ -89,8 +89,8 @@ WRAP(ssize_t, send, (int fd, const void* data, size_t size, int flags), (fd, dat
 
 __attribute__((destructor)) static void Tell() {
     if (counts == nullptr || getpid() != program) return;
-    for (int fd = 3; fd < 64; ++fd) blocks += __real_fcntl(fd, F_GETFD, 0) != -1 ? 1 : 0;
     counts[3] = blocks.load();
+    for (int fd = 3; fd < 64; ++fd) counts[3] += __real_fcntl(fd, F_GETFD, 0) != -1 ? 1 : 0;
 }
 
 // A file system says what it likes of a folder's size: here FOLDER_SIZE says it.
