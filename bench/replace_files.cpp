@@ -49,7 +49,6 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (argc != 2) return 2;
     folder = argv[1];
-    PostMainSetStartValues();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

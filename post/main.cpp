@@ -7,7 +7,6 @@
 #include "post/exit_path.h"
 #include "post/interrupts.h"
 #include "post/phases.h"
-#include "post/post_data.h"
 #include "post/progress.h"
 #include "post/progress_thread.h"
 #include "post/run_log.h"
@@ -48,7 +47,6 @@ int main(int argc, char** argv) {
     OccupyStandardStreams();
     PostMainTameSignals();
     Line() << "PostMain: Starting post application.\n";
-    PostMainSetStartValues();
     PostMainReadOptions(argc, argv);
     PostMainExitIfAsked();
     for (const Phase& phase : kPhases) {

@@ -4,13 +4,3 @@
 // the record while the process ends.
 __attribute__((init_priority(150))) ProgressData progressData_;
 PostData postData_;
-
-void PostMainSetStartValues() {
-    postData_.client = postData_.server = postData_.updateFile = postData_.version = nullptr;
-    postData_.parentPid = -1;
-    postData_.serverGiven = 0;
-    postData_.startup = 1;
-    postData_.interactive = 0;
-    postData_.action = postData_.entry = nullptr;
-    postData_.error = 0;
-}

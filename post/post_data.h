@@ -14,18 +14,18 @@
 /// - the progress thread reads client, startup and interactive before it lets the main thread go on;
 /// - a progress thread that ends the run owns all of it, from when the main thread rests.
 struct PostData {
-    char* client;                      ///< -c
-    char* server;                      ///< -s, or found under QV_SYSTEM
-    char* updateFile;                  ///< -f
-    char* version;                     ///< -v, only logged
-    int32_t parentPid;                 ///< -p: the process to wait for, -1 for none
-    int32_t serverGiven;               ///< 1 with -s: only then the server is stopped and started
-    int32_t startup;                   ///< 0 with -r: the client is given "--norestart"
-    int32_t interactive;               ///< 1 with -i: the progress client is given "--reopen"
+    char* client{};                    ///< -c
+    char* server{};                    ///< -s, or found under QV_SYSTEM
+    char* updateFile{};                ///< -f
+    char* version{};                   ///< -v, only logged
+    int32_t parentPid = -1;            ///< -p: the process to wait for, -1 for none
+    int32_t serverGiven{};             ///< 1 with -s: only then the server is stopped and started
+    int32_t startup = 1;               ///< 0 with -r: the client is given "--norestart"
+    int32_t interactive{};             ///< 1 with -i: the progress client is given "--reopen"
     std::deque<UpdateEntry*> updates;  ///< the applied lines in the order of their application; owned
-    char* action;                      ///< what failed: "init", "shutdown", "update" or "startup"
-    char* entry;                       ///< the destination whose rename failed
-    std::atomic<int32_t> error;        ///< error code of the run, its exit code; 0 is success
+    char* action{};                    ///< what failed: "init", "shutdown", "update" or "startup"
+    char* entry{};                     ///< the destination whose rename failed
+    std::atomic<int32_t> error{};      ///< error code of the run, its exit code; 0 is success
 };
 static_assert(sizeof(std::atomic<int32_t>) == sizeof(int32_t));
 
@@ -43,6 +43,3 @@ struct ProgressData {
 
 extern PostData postData_;
 extern ProgressData progressData_;
-
-/// Gives PostData the values that a run begins with.
-void PostMainSetStartValues();

@@ -1,6 +1,6 @@
 // Linked into the program (--wrap): one call of one function fails, or the program is killed at that call. The variable
 // FAULT holds the function, the number of the call from 1 on and errno, 0 for SIGKILL. The file "counts" tells the test
-// what happened.
+// what happened: forks, calls of the function, faults, blocks of new[] and descriptors that are left.
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -20,7 +20,7 @@
 
 namespace {
 
-std::atomic<int>* counts = nullptr;  // forks, calls of the function, faults, blocks of new[] and descriptors left
+std::atomic<int>* counts = nullptr;
 std::atomic<int> blocks = 0;
 char chosen[16];
 int chosenCall, chosenError;
@@ -30,12 +30,14 @@ bool listIsRead;         // only then memory may be short: elsewhere that ends t
 
 __attribute__((constructor)) void Arm() {
     const char* fault = getenv("FAULT");
-    const int file = open("counts", O_RDWR);
-    if (fault == nullptr || sscanf(fault, "%15s %d %d", chosen, &chosenCall, &chosenError) != 3 || file == -1) return;
+    if (fault == nullptr || sscanf(fault, "%15s %d %d", chosen, &chosenCall, &chosenError) != 3) return;
     program = getpid();
-    void* shared = mmap(nullptr, 4 * sizeof *counts, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    constexpr size_t kSize = 4 * sizeof *counts;
+    const int file = open("counts", O_RDWR | O_CREAT | O_TRUNC, 0600);
+    if (ftruncate(file, kSize) == 0) {
+        counts = static_cast<std::atomic<int>*>(mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
+    }
     close(file);
-    counts = static_cast<std::atomic<int>*>(shared);
 }
 
 bool Fails(const char* function) {

@@ -1,9 +1,8 @@
-// Any bytes as an update list, on the files of a folder of its own. Whatever the list says, and
-// whether the run ends well or not, every file must be where it belongs in the end.
+// Any bytes as an update list, on the files of a folder of its own. Whatever the list says, and whether the update is
+// kept or rolled back, every file must be where it belongs in the end.
 #include <sys/mman.h>
 
 #include <cerrno>
-#include <csetjmp>
 #include <cstdint>
 #include <cstring>
 #include <map>
@@ -11,17 +10,14 @@
 
 #include "common/log/logger.h"
 #include "common/util/string_owned.h"
-#include "post/exit_path.h"
-#include "post/phases.h"
 #include "post/post_data.h"
+#include "post/update_files.h"
 #include "tests/support/scopes.h"
 
 namespace {
 
 std::map<std::string, std::string> expected;  // name, content
-jmp_buf endOfRun;
-int exitCode;
-bool inside;    // the fuzzer itself works on other files
+bool inside = false;                          // the fuzzer itself works on other files
 bool collided;  // two lines mean one name, which a list must not do: then files can be lost
 
 void Require(bool holds) {
@@ -44,7 +40,6 @@ bool MayChange(const char* path, const char* other, std::set<std::string> names)
 extern "C" {
 int __real_unlink(const char* path);
 int __real_rename(const char* from, const char* to);
-[[noreturn]] void __real_exit(int code);
 
 int __wrap_unlink(const char* path) {
     if (!inside) return __real_unlink(path);
@@ -62,16 +57,9 @@ int __wrap_rename(const char* from, const char* to) {
     return __real_rename(from, to);
 }
 
-void __wrap_exit(int code) {
-    if (!inside) __real_exit(code);
-    exitCode = code;
-    longjmp(endOfRun, 1);
-}
-
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const CurrentFolder folder;
     static const std::string list = "/dev/fd/" + std::to_string(memfd_create("list", 0));
-    static std::map<std::string, std::string> updated, found;  // updated by the plainest code
     logger_.mode_ = 0;
     WriteFile(list, std::string(data, data + size));
     for (const auto& file : std::filesystem::directory_iterator(".")) std::filesystem::remove(file);
@@ -79,26 +67,24 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const char* name : {"a", "b", "c", "d, e", "b.temporary", "c.temporary7", "c.temporary10"}) {
         WriteFile(name, expected[name] = name);
     }
-    PostMainSetStartValues();
     StringSet(&postData_.updateFile, list.c_str());
     collided = false;
     inside = true;
-    if (setjmp(endOfRun) == 0) {
-        PostMainUpdateFiles();
-        updated = expected;
-        for (const UpdateEntry* entry : postData_.updates) {
-            updated[entry->destination] = updated[entry->source];
-            updated.erase(entry->source);
+    if (PostMainReplaceFiles() == 0 && size % 2 == 0) {
+        for (const UpdateEntry* entry : postData_.updates) {  // the plainest update
+            expected[entry->destination] = expected[entry->source];
+            expected.erase(entry->source);
         }
-        if (size % 2 != 0) PostMainExitFailed(nullptr, EIO);
-        PostMainExit();
+        PostMainFreeUpdates();
+    } else {
+        PostMainRollBack();
     }
     inside = false;
-    found.clear();
+    std::map<std::string, std::string> found;
     for (const auto& file : std::filesystem::directory_iterator(".")) {
         found[file.path().filename()] = ReadFile(file.path());
     }
-    Require(postData_.updates.empty() && (collided || found == (exitCode == 0 ? updated : expected)));
+    Require(postData_.updates.empty() && (collided || found == expected));
     return 0;
 }
 }

@@ -3,11 +3,10 @@
 import itertools
 import os
 import re
-import struct
 import subprocess
 import sys
 
-from installation import HERE, Installation, read, write
+from installation import HERE, TABLE, Installation
 
 
 def updater_goes():
@@ -18,7 +17,7 @@ def updater_goes():
         updater.kill()
         updater.wait()
         installation.check(row)
-        looks = re.findall(r":(\d\d) (\d{3})\.\d{3} PostMain: Still", read(installation.at("log")))
+        looks = re.findall(r":(\d\d) (\d{3})\.\d{3} PostMain: Still", installation.read("log"))
         first, second = [int(seconds + milliseconds) for seconds, milliseconds in looks[:2]]
         assert (second - first) % 60000 >= 190, "It doesn't sleep for 200 milliseconds."
 
@@ -28,7 +27,7 @@ def long_destinations_lose_nothing():
     the code of a backup name that can't be freed. The folder is known before the long line."""
     for length, code in itertools.product((1011, 1012, 1021, 1022, 1023), (0, 5, 21)):
         with Installation() as installation:
-            folder = installation.at("long") + 9 * ("/" + 90 * "d") + "/"
+            folder = f"{installation.root}/long" + 9 * ("/" + 90 * "d") + "/"
             path = folder.ljust(length, "f")
             os.makedirs(folder)
             files = {path: "old", path[:-1]: "neighbour", folder + "two": "old"}
@@ -37,12 +36,12 @@ def long_destinations_lose_nothing():
             elif code == 21:
                 os.mkdir(path + ".temporary")
             for name, text in files.items():
-                write(name, text)
+                installation.write(name, text)
             updates = f"source=new/two,destination={folder}two\\nsource=new/one,destination={path}"
-            row = {"options": "-s bin/server -f list", "plan": f"--update exit {code}", "list": updates}
-            installation.start(row)
+            options = {"options": "-s bin/server -f list", "plan": f"--update exit {code}"}
+            installation.start(options | {"list": updates})
             assert installation.wait() == code
-            left = [read(folder + name) for name in sorted(os.listdir(folder))]
+            left = [installation.read(folder + name) for name in sorted(os.listdir(folder))]
             expected = ["neighbour", "old", "old"] if code else ["neighbour", "new-one", "new-two"]
             assert [text for text in left if text] == expected, (length, code, left)
 
@@ -51,15 +50,15 @@ def folders_that_are_known_change():
     """What the run itself does to the names beside later destinations, with the folder spelled in several ways."""
     with Installation() as installation:
         for folder in ("app", "app/d", "new", "new/d"):
-            os.makedirs(installation.at(folder), exist_ok=True)
+            os.makedirs(installation.root / folder, exist_ok=True)
             for name in range(40):
-                write(installation.at(f"{folder}/{name}"), f"{folder}/{name}")
-        os.symlink("app", installation.at("link"))
-        os.symlink("nowhere", installation.at("app/6.temporary"))
-        write(installation.at("app/7.temporary9"), "leftover")
-        write(installation.at("app/a.b"), "app/a.b")
-        write(installation.at("app/a.b.Temporary"), "not a leftover")
-        write(installation.at("new/d/9.temporary"), "leftover")
+                installation.write(f"{folder}/{name}", f"{folder}/{name}")
+        os.symlink("app", installation.root / "link")
+        os.symlink("nowhere", installation.root / "app/6.temporary")
+        installation.write("app/7.temporary9", "leftover")
+        installation.write("app/a.b", "app/a.b")
+        installation.write("app/a.b.Temporary", "not a leftover")
+        installation.write("new/d/9.temporary", "leftover")
         destinations = [f"app/{name}" for name in range(12)]
         destinations += "app/a.b link/12 app/12 app/../app/11 app/10.temporary app/10".split()
         destinations += [f"app/d/{name}" for name in range(9)] + "app/d app/d/9 link/d/10 app/d/10".split()
@@ -72,7 +71,7 @@ def folders_that_are_known_change():
         removed = "app/7.temporary9 app/12.temporary app/../app/11.temporary app/10.temporary app/d/9.temporary"
         removed += " app/d/10.temporary"
         assert re.findall("removed leftover '(.*)'", installation.log()) == removed.split()
-        assert read(installation.at("app/d/9")) == sources[-3]
+        assert installation.read("app/d/9") == sources[-3]
 
 
 # Questions about names, and names that are read in their place, for lists of some forms. The fewer of both the better:
@@ -93,16 +92,15 @@ COSTS = [
 def count_calls(call, folders, lines, others=0, name="", size=0, in_turns=False):
     """Of a run with so many lines in each folder, which has so many other files and is said to be of that size."""
     with Installation("FAULTS") as installation:
-        write(installation.at("counts"), 12 * "\0")
         places = [f"{folder}/{name}{line}" for folder in range(folders) for line in range(lines)]
         for folder in range(folders):
-            os.mkdir(installation.at(f"app/{folder}"))
-            os.mkdir(installation.at(f"new/{folder}"))
+            os.mkdir(installation.root / f"app/{folder}")
+            os.mkdir(installation.root / f"new/{folder}")
             for number in range(others):
-                write(installation.at(f"app/{folder}/other{number}"), "")
+                installation.write(f"app/{folder}/other{number}", "")
         for place in places:
-            write(installation.at("app/" + place), "old")
-            write(installation.at("new/" + place), "new")
+            installation.write("app/" + place, "old")
+            installation.write("new/" + place, "new")
         if in_turns:
             places = [places[lines * folder + line] for line in range(lines) for folder in range(folders)]
         updates = "".join(f"source=new/{place},destination=app/{place}\n" for place in places)
@@ -110,7 +108,7 @@ def count_calls(call, folders, lines, others=0, name="", size=0, in_turns=False)
         row = {"options": "-f list", "list": updates, "by": "prlimit --nofile=20"}  # none is left open
         installation.start(row | {"fault": f"{call} 0 0"})
         assert installation.wait() == 0
-        return struct.unpack("3i", open(installation.at("counts"), "rb").read())[1]
+        return installation.counts()[1]
 
 
 def questions_are_few():
@@ -122,19 +120,18 @@ def questions_are_few():
 
 def find_row(name):
     """Its line and its values."""
-    table = read(HERE + "/runs.txt")
-    start = table.index(f"\n{name} |") + 1
-    row = re.split(r"\n(?! )", table[start:])[0]
+    start = TABLE.index(f"\n{name} |") + 1
+    row = re.split(r"\n(?! )", TABLE[start:])[0]
     cells = re.sub(r"\n +", " ", row).split(" | ")[1:]
-    return table.count("\n", 0, start) + 1, {key: value for key, _, value in (cell.partition(" ") for cell in cells)}
+    return TABLE.count("\n", 0, start) + 1, {key: value for key, _, value in (cell.partition(" ") for cell in cells)}
 
 
-name = sys.argv[1].removeprefix("Others.")
+name = sys.argv[1]
 if name in globals():
     globals()[name]()
 else:
     line, row = find_row(name)
-    with Installation() as installation:
+    with Installation("FAULTS" if "fault" in row else "QVPOST") as installation:
         installation.start(row)
         try:
             installation.check(row)
