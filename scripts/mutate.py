@@ -262,12 +262,11 @@ def choose_faults(places, seed, files):
 class Worker:
     """A copy of the sources, its build, and what both were before the fault."""
 
-    def __init__(self, folder, origin, number):
+    def __init__(self, folder, scratch, origin, number):
         self.origin = origin
+        self.temporary = os.path.join(scratch, str(number))
         self.tree, self.pristine = (os.path.join(folder, f"{kind}-{number}") for kind in ("worker", "pristine"))
-        self.source, self.build_folder, self.temporary = (
-            os.path.join(self.tree, name) for name in ("source", "build", "tmp")
-        )
+        self.source, self.build_folder = (os.path.join(self.tree, name) for name in ("source", "build"))
         self.log = os.path.join(folder, f"log-{number}")
         self.user = FIRST_USER + number if os.getuid() == 0 else None
         self.lock, self.process, self.ended = threading.Lock(), None, False
@@ -329,14 +328,17 @@ class Worker:
         os.makedirs(self.tree)
         self.copy(self.origin, self.source)
         for folder in (self.tree, self.build_folder, self.temporary):
-            os.makedirs(folder, exist_ok=True)
-            if self.user is not None:
-                os.chown(folder, self.user, self.user)
+            self.make_folder(folder)
         # Optimised, so that more of the faults without effect give the same code. The tests are listed when they run,
         # not when they are built: that runs the code with the fault.
         options = ["-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O1", "-DBUILD_TESTING=ON"]
         options += ["-DCMAKE_CXX_FLAGS=-Werror=return-type", "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"]
         self.require(["cmake", "-S", self.source, "-B", self.build_folder, "-G", "Ninja", *options])
+
+    def make_folder(self, path):
+        os.makedirs(path, exist_ok=True)
+        if self.user is not None:
+            os.chown(path, self.user, self.user)
 
     def build(self):
         return ["cmake", "--build", self.build_folder, "-j1"]
@@ -362,6 +364,8 @@ class Worker:
     def plant(self, fault):
         """Builds with this fault alone: None, or why it doesn't count."""
         self.copy(self.pristine, self.tree)
+        shutil.rmtree(self.temporary)  # what tests that were killed have left
+        self.make_folder(self.temporary)
         path = os.path.join(self.source, fault.place.file)
         text = fault.text(read(path))
         with open(path, "wb") as file:
@@ -480,10 +484,13 @@ def options():
 
 def main():
     wanted = options()
-    folder = tempfile.mkdtemp(prefix="qvpost-mutate-")
-    os.chmod(folder, 0o711)  # the workers have users of their own
+    # What the tests make is in memory, where that is possible, what is compiled isn't.
+    memory = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
+    folder, scratch = (tempfile.mkdtemp(prefix="qvpost-mutate-", dir=place) for place in (None, memory))
+    for path in (folder, scratch):
+        os.chmod(path, 0o711)  # the workers have users of their own
     origin = os.path.join(folder, "origin")  # as it is now, whatever is changed meanwhile
-    workers = [Worker(folder, origin, number) for number in range(os.cpu_count())]
+    workers = [Worker(folder, scratch, origin, number) for number in range(os.cpu_count())]
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     try:
         copy(PROJECT, origin, "--exclude=/build*", "--exclude=/.git")
@@ -503,7 +510,8 @@ def main():
         signal.signal(signal.SIGTERM, signal.SIG_IGN)
         for worker in workers:
             worker.end()
-        shutil.rmtree(folder)
+        for path in (folder, scratch):
+            shutil.rmtree(path)
 
 
 main()

@@ -8,8 +8,7 @@ import os
 import re
 import sys
 
-sys.path.append(os.path.dirname(os.path.abspath(__file__)) + "/../post")
-from installation import Installation  # noqa: E402
+from installation import Installation
 
 KILL = 0
 # The errors of a function, whether one on the way to success ends the run, and what is said of it.

@@ -8,8 +8,9 @@ import subprocess
 import sys
 import tempfile
 
+from installation import PLACE
+
 QVPOST, QVPOST_LIST = os.environ["FAULTS"], os.environ["LIST_FAULTS"]
-KILL = 0
 # Those that change files, and then the others, between which the files stay as they are.
 RUN_CALLS, RUN_QUESTIONS = ["rename", "unlink"], ["stat", "fgets", "syncfs"]
 MEND_CALLS = ["renameat", "unlinkat", "syncfs", "unlink", "fsync"]
@@ -39,7 +40,7 @@ def content(name):
 
 def run(program, *arguments, fault="none 0"):
     """The exit code, what it printed and said, and whether the call of the fault was made."""
-    environment = {"FAULT": f"{fault} {KILL}", "QV_SYSTEM": "."}
+    environment = {"FAULT": f"{fault} 0", "QV_SYSTEM": "."}
     ended = subprocess.run([program, *arguments], env=environment, capture_output=True, text=True)
     return ended.returncode, ended.stdout, ended.stderr, struct.unpack("4i", open("counts", "rb").read())[2] > 0
 
@@ -83,7 +84,7 @@ def main(scenario):
                         break
 
 
-with tempfile.TemporaryDirectory(dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None) as folder:
+with tempfile.TemporaryDirectory(dir=PLACE) as folder:
     os.chdir(folder)
     main(sys.argv[1])
     os.chdir("/")
