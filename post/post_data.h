@@ -33,11 +33,12 @@ static_assert(sizeof(std::atomic<int32_t>) == sizeof(int32_t));
 struct ProgressData {
     /// -1 until the progress client was started; kept after its end.
     int32_t clientPid QV_GUARDED_BY(mutex) = -1;
-    int32_t descriptors[2] = {-1, -1};  ///< the client's end, the application's end
-    pthread_t thread = kNone;           ///< the handle to join, kNone when there is nothing to join
-    pthread_t threadId = 0;             ///< its number in log lines
-    Mutex mutex;                        ///< guards clientPid and the start of the progress client
+    int32_t descriptors[2] = {kClosed, kClosed};  ///< the client's end, the application's end
+    pthread_t thread = kNone;                     ///< the handle to join, kNone when there is nothing to join
+    pthread_t threadId{};                         ///< its number in log lines
+    Mutex mutex;                                  ///< guards clientPid and the start of the progress client
 
+    static constexpr int32_t kClosed = -1;
     static constexpr auto kNone = static_cast<pthread_t>(-1);
 };
 

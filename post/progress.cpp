@@ -32,7 +32,7 @@ int JoinThread() {
 
 void PostMainWriteProgress(int value) {
     const int descriptor = progressData_.descriptors[1];
-    if (postData_.client == nullptr || descriptor == -1) return;
+    if (postData_.client == nullptr || descriptor == ProgressData::kClosed) return;
     const std::string text = std::to_string(value);
     const ssize_t sent = send(descriptor, text.c_str(), text.size() + 1, 0);
     if (sent == -1) {
@@ -52,7 +52,7 @@ bool PostMainHasClientHungUp() {
 
 void PostMainCloseEnd(int end) {
     close(progressData_.descriptors[end]);
-    progressData_.descriptors[end] = -1;
+    progressData_.descriptors[end] = ProgressData::kClosed;
 }
 
 int PostMainJoinProgress() {

@@ -38,7 +38,6 @@ UpdateLineFault UpdateParseLine(char* line, UpdateEntry* entry) {
 }
 
 void UpdateNameBackup(UpdateEntry* entry) {
-    StringReset(&entry->backup);
     StringAdd(&entry->backup, entry->destination, kUpdateBackupSuffix, nullptr, nullptr);
 }
 

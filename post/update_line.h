@@ -43,7 +43,7 @@ UpdateLineFault UpdateParseLine(char* line, UpdateEntry* entry);
 /// What stands behind the name of a destination in its backup name.
 inline constexpr char kUpdateBackupSuffix[] = ".temporary";
 
-/// Sets the backup name of an entry: its destination and the suffix.
+/// Gives an entry that has no backup name yet the usual one: its destination and the suffix.
 void UpdateNameBackup(UpdateEntry* entry);
 
 /// The folder that the last name of a path lies in, as the path spells it; "." where it has one name alone. It is part

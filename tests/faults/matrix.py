@@ -35,7 +35,7 @@ FUNCTIONS = {
     "fcntl": ("EBADF", False, ""),
     "setsockopt": ("ENOMEM", False, ""),
     "pthread_create": ("EAGAIN EPERM", False, "PostMain: ERROR! Failed to create the progress thread."),
-    "send": ("EPIPE ENOBUFS", False, "PostMain: ERROR! Could not write to 'FD##'. "),
+    "send": ("EPIPE ENOBUFS", False, "PostMain: ERROR! Could not write to 'FD#"),
 }
 # What the children do, and the exit code of a run without a fault.
 SCENARIOS = {

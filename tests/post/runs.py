@@ -1,5 +1,6 @@
 """Runs of the program, each a test: runs.py NAME, the name of a row of runs.txt or of a function below."""
 
+import errno
 import itertools
 import os
 import re
@@ -23,27 +24,29 @@ def updater_goes():
 
 
 def long_destinations_lose_nothing():
-    """Round the length at which the names of leftovers are cut. The neighbour has the name that a cut could leave. 21 is
-    the code of a backup name that can't be freed. The folder is known before the long line."""
-    for length, code in itertools.product((1011, 1012, 1021, 1022, 1023), (0, 5, 21)):
+    """Round the length at which the names of leftovers are cut. The neighbour has the name that a cut could leave. The
+    backup name may be taken by a folder, and not every length leaves another one. The folder is known before the long line.
+    """
+    for length, script, taken in itertools.product((1011, 1012, 1021, 1022, 1023), (0, 5), (False, True)):
         with Installation() as installation:
             folder = f"{installation.root}/long" + 9 * ("/" + 90 * "d") + "/"
             path = folder.ljust(length, "f")
             os.makedirs(folder)
             files = {path: "old", path[:-1]: "neighbour", folder + "two": "old"}
-            if length < 1022:
-                files[(path + ".temporary1")[:1022]] = "leftover"
-            elif code == 21:
+            if taken:
                 os.mkdir(path + ".temporary")
+            elif length < 1022:
+                files[(path + ".temporary1")[:1022]] = "leftover"
             for name, text in files.items():
                 installation.write(name, text)
             updates = f"source=new/two,destination={folder}two\\nsource=new/one,destination={path}"
-            options = {"options": "-s bin/server -f list", "plan": f"--update exit {code}"}
+            options = {"options": "-s bin/server -f list", "plan": f"--update exit {script}"}
             installation.start(options | {"list": updates})
-            assert installation.wait() == code
+            code = errno.EISDIR if taken and length in (1012, 1022, 1023) else script
+            assert installation.wait() == code, (length, script, taken)
             left = [installation.read(folder + name) for name in sorted(os.listdir(folder))]
             expected = ["neighbour", "old", "old"] if code else ["neighbour", "new-one", "new-two"]
-            assert [text for text in left if text] == expected, (length, code, left)
+            assert [text for text in left if text] == expected, (length, script, taken, left)
 
 
 def folders_that_are_known_change():
