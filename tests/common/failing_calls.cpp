@@ -11,62 +11,46 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <string_view>
 
 size_t mostWritten = SIZE_MAX;
 const char *systemName = "", *systemRelease = "";
 unsigned microsecondsSlept = 0;
 timespec deadline;
 
-static std::string_view name;
-static int number, passes;
-
-Failing::Failing(const char* call, int error, int passing) {
-    name = call;
-    number = error;
-    passes = passing;
-}
-
-Failing::~Failing() { name = ""; }
-
 static char named[] = "named";
 static hostent host{
     .h_name = named, .h_aliases = nullptr, .h_addrtype = AF_INET, .h_length = 0, .h_addr_list = nullptr};
 
-// Most calls leave their number in errno, some return it, the resolver has its own variable, and a child ends with it.
+// Most calls leave their number in errno, some return it, and the resolver has its own variable.
+static const int& number = Failing::number;
 static auto Failed(auto answer) { return errno = h_errno = number, answer; }
 
-#define CALL(result, call, parameters, failed, otherwise)  \
-    extern "C" result __real_##call parameters;            \
-    extern "C" result __wrap_##call parameters {           \
-        if (name == #call && passes-- == 0) return failed; \
-        return otherwise;                                  \
+#define CALL(result, call, parameters, failed, otherwise)                    \
+    extern "C" result __real_##call parameters;                              \
+    extern "C" result __wrap_##call parameters {                             \
+        [[maybe_unused]] constexpr auto real = __real_##call;                \
+        if (Failing::name == #call && Failing::passes-- == 0) return failed; \
+        return otherwise;                                                    \
     }
-CALL(int, fcntl, (int a, int b, long c), Failed(-1), __real_fcntl(a, b, c))
+CALL(int, fcntl, (int a, int b, long c), Failed(-1), real(a, b, c))
 CALL(int, daemon, (int, int), Failed(-1), 0)
-CALL(int, fork, (), Failed(-1), __real_fork())
+CALL(int, fork, (), Failed(-1), real())
 CALL(hostent*, gethostbyaddr, (const void*, socklen_t, int), Failed(nullptr), &host)
-CALL(hostent*, gethostbyname, (const char* a), Failed(nullptr), __real_gethostbyname(a))
+CALL(hostent*, gethostbyname, (const char* a), Failed(nullptr), real(a))
 CALL(int, getnameinfo, (const sockaddr* a, socklen_t b, char* c, socklen_t d, char* e, socklen_t f, int g),
-     Failed(EAI_SYSTEM), __real_getnameinfo(a, b, c, d, e, f, g))
-CALL(int, getpwnam_r, (const char* a, passwd* b, char* c, size_t d, passwd** e), number,
-     __real_getpwnam_r(a, b, c, d, e))
-CALL(int, getsockopt, (int a, int b, int c, void* d, socklen_t* e), Failed(-1), __real_getsockopt(a, b, c, d, e))
-CALL(int, kill, (pid_t a, int b), Failed(-1), __real_kill(a, b))
-CALL(int, nice, (int a), Failed(-1), __real_nice(a))
-CALL(int, pipe, (int* a), Failed(-1), __real_pipe(a))
+     Failed(EAI_SYSTEM), real(a, b, c, d, e, f, g))
+CALL(int, getpwnam_r, (const char* a, passwd* b, char* c, size_t d, passwd** e), number, real(a, b, c, d, e))
+CALL(int, getsockopt, (int a, int b, int c, void* d, socklen_t* e), Failed(-1), real(a, b, c, d, e))
+CALL(int, kill, (pid_t a, int b), Failed(-1), real(a, b))
+CALL(int, nice, (int a), Failed(-1), real(a))
 CALL(int, pthread_create, (pthread_t * a, const pthread_attr_t* b, void* (*c)(void*), void* d), number,
-     __real_pthread_create(a, b, c, d))
-CALL(int, pthread_kill, (pthread_t a, int b), number, __real_pthread_kill(a, b))
-CALL(int, pthread_mutex_init, (pthread_mutex_t * a, const pthread_mutexattr_t* b), number,
-     __real_pthread_mutex_init(a, b))
-CALL(int, pthread_mutex_timedlock, (pthread_mutex_t * a, const timespec* b), 0,
-     (deadline = *b, __real_pthread_mutex_timedlock(a, b)))
-CALL(ssize_t, read, (int a, void* b, size_t c), Failed(-1), __real_read(a, b, c))
-CALL(int, setgid, (gid_t a), (_exit(number), -1), __real_setgid(a))
-CALL(int, setpriority, (int a, id_t b, int c), Failed(-1), __real_setpriority(a, b, c))
-CALL(int, setsockopt, (int a, int b, int c, const void* d, socklen_t e), Failed(-1), __real_setsockopt(a, b, c, d, e))
-CALL(int, setuid, (uid_t a), (_exit(number), -1), __real_setuid(a))
+     real(a, b, c, d))
+CALL(int, pthread_kill, (pthread_t a, int b), number, real(a, b))
+CALL(int, pthread_mutex_init, (pthread_mutex_t * a, const pthread_mutexattr_t* b), number, real(a, b))
+CALL(int, pthread_mutex_timedlock, (pthread_mutex_t * a, const timespec* b), 0, (deadline = *b, real(a, b)))
+CALL(ssize_t, read, (int a, void* b, size_t c), Failed(-1), real(a, b, c))
+CALL(int, setpriority, (int a, id_t b, int c), Failed(-1), real(a, b, c))
+CALL(int, setsockopt, (int a, int b, int c, const void* d, socklen_t e), Failed(-1), real(a, b, c, d, e))
 CALL(int, uname, (utsname * a), Failed(-1), (strcpy(a->sysname, systemName), strcpy(a->release, systemRelease), 0))
 CALL(int, usleep, (useconds_t a), Failed(-1), (microsecondsSlept += a, 0))
-CALL(ssize_t, write, (int a, const void* b, size_t c), Failed(-1), __real_write(a, b, std::min(c, mostWritten)))
+CALL(ssize_t, write, (int a, const void* b, size_t c), Failed(-1), real(a, b, std::min(c, mostWritten)))

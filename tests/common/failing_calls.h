@@ -3,11 +3,14 @@
 #pragma once
 #include <cstddef>
 #include <ctime>
+#include <string_view>
 
 /// While it lives, the next call of that name fails with an error number, after so many that pass.
 struct Failing {
-    Failing(const char* call, int error, int passing = 0);
-    ~Failing();
+    Failing(const char* call, int error, int passing = 0) { name = call, number = error, passes = passing; }
+    ~Failing() { name = ""; }
+    static inline std::string_view name;
+    static inline int number, passes;
 };
 
 extern size_t mostWritten;                      ///< how many bytes one write(2) takes

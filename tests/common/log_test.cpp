@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
-#include <atomic>
 #include <iomanip>
 #include <iostream>
-#include <random>
 #include <sstream>
 #include <thread>
 
@@ -29,56 +26,32 @@ void WriteThroughAll() {
 }
 
 TEST(Logger, ModeChoosesTheLines) {
-    SHOW(WriteThroughAll());  // =
-    // | @ text
-    // | text
-    // | Session: text
-    // | Error: text
-    // | Warning: text
-    // | Info: text
-    // | text
-    // | @ text
-    // | @ Error: text
-    // | text
+    SHOW(WriteThroughAll());  // = | @ text | text | Session: text | Error: text | Warning: text | Info: text | text
+    // | @ text | @ Error: text | text
     logger_.mode_ = 2;
-    SHOW(Log() << "text\n");       // =
-    SHOW(LogError() << "text\n");  // =
-    // | Error: text
+    SHOW(WriteThroughAll());  // = | Session: text | Error: text | Warning: text | Info: text | text | @ text
+    // | @ Error: text | text
     logger_.mode_ = 0;
-    SHOW(WriteThroughAll());  // =
-    // | @ text
-    // | @ Error: text
-    // | text
-    logger_.mode_ = 1;
+    SHOW(WriteThroughAll());  // = | @ text | @ Error: text | text
 }
 
 TEST(Logger, LinesBeginAsIfNothingWasLeftBehind) {
-    SHOW(Log() << std::hex << 10 << std::setw(9));  // =
-    // | @ a
-    SHOW(Log() << 10 << "\n");  // =
-    // | @ 10
-    SHOW(LogError() << std::hex << 10 << std::setw(9) << std::flush);  // =
-    // | Error: a
-    SHOW(LogPlain() << 10 << "\n");  // =
-    // | a
-    SHOW(logger_.Tagged("tag") << 10 << "\n");  // =
-    // | @ tag/10
-    SHOW(LogError() << 10 << "\n");  // =
-    // | Error: 10
-    SHOW(Log() << "null" << static_cast<const char*>(nullptr));  // =
-    // | @ null
-    SHOW(Log() << "lost\n");  // =
+    SHOW(Log() << std::hex << 10 << std::setw(9));                     // = | @ a
+    SHOW(Log() << 10 << "\n");                                         // = | @ 10
+    SHOW(LogError() << std::hex << 10 << std::setw(9) << std::flush);  // = | Error: a
+    SHOW(LogPlain() << 10 << "\n");                                    // = | a
+    SHOW((LogFlush(), LogError() << 10 << "\n"));                      // = | Error: 10
+    SHOW(logger_.Tagged("tag") << 10 << "\n");                         // = | @ tag/10
+    SHOW(Log() << "null" << static_cast<const char*>(nullptr));        // = | @ null
+    SHOW(Log() << "lost\n");                                           // =
     std::clog.clear();
 }
 
-// How many errors have a name, which must be the one that the system has for them.
+// How many errors have the name that the system has for them.
 int NamedErrors() {
     int count = 0;
     for (int error = 1; error < 200; ++error) {
-        const std::string name = ErrorName(error);
-        if (name == "Unknown" || error == ENOTSUP) continue;
-        EXPECT_EQ(name, strerrorname_np(error));
-        ++count;
+        if (std::string(StringOrNil(strerrorname_np(error))) == ErrorName(error)) ++count;
     }
     return count;
 }
@@ -100,37 +73,28 @@ TEST(Report, WritesTwoLinesAndLeavesTheErrorNumber) {
     SHOW(ReportBadValueForType("C", 3, 9, "m", "x"));  // = EINVAL
     // | Error: Bad value '9' for type '3' in method 'C::m()' context [x].
     const void* const address = reinterpret_cast<void*>(16);
-    SHOW(ReportBadValue("C", 9, "m", "x"));  // = EINVAL
-    // | Error: Bad value '9' in method 'C::m()' context [x].
-    SHOW(ReportBadValue("C", address, "m", "x"));  // = EINVAL
-    // | Error: Bad value '0x10' in method 'C::m()' context [x].
+    SHOW(ReportBadValue("C", 9, "m", "x"));        // = EINVAL | Error: Bad value '9' in method 'C::m()' context [x].
+    SHOW(ReportBadValue("C", address, "m", "x"));  // = EINVAL | Error: Bad value '0x10' in method 'C::m()' context [x].
     SHOW(ReportBadPointer("C", address, "m", "x"));  // = EINVAL
     // | Error: Bad pointer '0x10' in method 'C::m()' context [x].
     SHOW(ReportNotPermitted("C", "m", "x"));  // = EPERM
     // | Error: Operation not permitted in method 'C::m()' context [x].
-    SHOW(ReportNotImplemented("C", "m", "x"));  // = ENOSYS
-    // | Error: Not implemented in method 'C::m()' context [x].
-    SHOW(ReportNotImplemented("C", address, "m", "x"));  // = ENOSYS
-    // | Error: Not implemented in method 'C::m()' context [x] value '0x10'.
-    SHOW(ReportNoMemory("C", "m", "x"));  // = ENOMEM
-    // | Error: Memory allocation failed in method 'C::m()' context [x].
+    SHOW(ReportNotImplemented("C", "m", "x"));  // = ENOSYS | Error: Not implemented in method 'C::m()' context [x].
+    SHOW(ReportNoMemory("C", "m", "x"));  // = ENOMEM | Error: Memory allocation failed in method 'C::m()' context [x].
     SHOW(ReportInvalidState("C", "m", "x"));  // = EACCES
     // | Error: Invalid state for object in method 'C::m()' context [x].
     SHOW(ReportBadDescriptorState("C", "m", "x"));  // = EBADF
     // | Error: Bad descriptor state in method 'C::m()' context [x].
-    SHOW(ReportBufferNotFound("C", "m", "x"));  // = ENXIO
-    // | Error: Buffer not found in method 'C::m()' context [x].
+    SHOW(ReportBufferNotFound("C", "m", "x"));      // = ENXIO | Error: Buffer not found in method 'C::m()' context [x].
     SHOW(ReportInvalidBufferOwner("C", "m", "x"));  // = EDEADLK
     // | Error: Invalid buffer owner in method 'C::m()' context [x].
-    SHOW(ReportBadEvent("C", "text", "m", "x"));  // = EBADE
-    // | Error: Bad event 'text' in method 'C::m()' context [x].
+    SHOW(ReportBadEvent("C", "text", "m", "x"));  // = EBADE | Error: Bad event 'text' in method 'C::m()' context [x].
     SHOW(ReportInvalidTypeOperation("C", "text", "m", "x"));  // = EOPNOTSUPP
     // | Error: Invalid operation for type 'text' in method 'C::m()' context [x].
     SHOW(ReportInvalidProtoOperation("C", "text", "m", "x"));  // = EPROTO
     // | Error: Invalid operation for proto 'text' in method 'C::m()' context [x].
     SHOW(ReportNotImplemented("C", 5, "m", "x"));  // = ENOSYS
     // | Error: Not implemented in method 'C::m()' context [x] value '5'.
-    logger_.mode_ = 1;
 }
 
 // Whether a prefix begins with the ids of this process and thread.
@@ -153,11 +117,10 @@ TEST(LogPrefix, BeginsWithIdsAndIsCutBeforeTheLastByteOfTheBuffer) {
 TEST(Logger, EveryLineIsOneWrite) {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);
-    const std::string text(3000, 'x');
     char packet[8192];
     const LogCapture log;
     dup2(ends[1], 2);
-    LogError() << text << 1 << text << "\n";
+    LogError() << std::string(6000, 'x') << 1 << "\n";
     EXPECT_EQ(read(ends[0], packet, sizeof packet), 6009);
     close(ends[0]);
     close(ends[1]);
@@ -191,20 +154,10 @@ TEST(Logger, AFailedOrCancelledLineCostsThatLineAlone) {
     for (const int descriptor : {ends[0], ends[1], full}) close(descriptor);
 }
 
-TEST(Logger, AChildLogsWhateverTheOtherThreadsDid) {
-    const LogCapture log;
-    std::atomic<bool> done = false;
-    std::thread other([&] {
-        while (!done) Log() << "line\n";
-    });
-    const auto logAndEnd = [] {
-        Log() << "child\n";
-        _exit(0);  // at an exit beside a thread ThreadSanitizer sleeps for a second
-        return 0;
-    };
-    for (int fork = 0; fork < 200; ++fork) ASSERT_EQ(InChild(logAndEnd), 0);
-    done = true;
-    other.join();
+TEST(Logger, AChildLogsWhoeverHeldTheLock) {
+    Logger::mutex_.Lock();
+    SHOW(InChild([] { return Log() << "child\n", 0; }));  // = 0 | @ child
+    Logger::mutex_.Unlock();
 }
 
 // Built before the Logger, so destroyed after it.
@@ -229,67 +182,40 @@ TEST(Logger, WritesFilesToItsEndAndThenOnTheStandardError) {
         logger_.OpenAuxFile(nullptr, "aux");
         LogError() << "pending\n";
         *logger_.auxStream_ << "pending\n";
-        // A child that can't be executed ends without a word.
-        waitpid(ProcessCreate("", missing, nullptr, -1, -1, -1, 0, 1), nullptr, 0);
+        // A child that can't be executed ends without a word, any child without what its parent has written.
+        ProcessCreate("", missing, nullptr, -1, -1, -1, 0, 1);
+        if (ProcessFork() == 0) exit(0);
+        while (wait(nullptr) != -1) continue;
         return lastWord.armed = true, 0;
     };
-    SHOW(InChild(logToTheEnd), ReadFile("aux"));  // = 0 "pending\x0A"
-    // | @ log
-    // | Error: level
-    // | third
-    // | null
-    SHOW(ReadFile("errors"));  // = "Logger: Redirected the standard error to 'errors'.\x0AError: pending\x0A"
-    SHOW(LogContinue() << "half " << InChild([] { return 0; }) << " line\n");  // =
-    // | half 0 line
-}
-
-using L = Logger;
-constexpr void (L::*kSet[])(std::ostream*) = {&L::SetLogStream, &L::SetErrorStream, &L::SetAuxStream};
-constexpr void (L::*kOpen[])(const char*, const char*) = {&L::OpenLogFile, &L::OpenErrorFile, &L::OpenAuxFile};
-constexpr void (L::*kTruncate[])(int) = {&L::TruncateLogFile, &L::TruncateErrorFile, &L::TruncateAuxFile};
-constexpr void (L::*kReset[])() = {&L::ResetLogStream, &L::ResetErrorStream, &L::ResetAuxStream};
-
-TEST(LogDestinations, StandardErrorFollowsTheLevelStream) {
-    const LogCapture log;
-    std::streambuf* const own = std::clog.rdbuf();
-    std::minstd_rand random;  // the same orders everywhere
-    for (int order = 0; order < 1000; ++order) {
-        Logger logger;
-        logger.redirect_ = 1;
-        for (int step = 0; step < 20; ++step) {
-            const auto slot = random() / 7 % 3, operation = random() / 7 % 4;
-            if (operation == 0) (logger.*kSet[slot])(new std::ostringstream);
-            if (operation == 1) (logger.*kOpen[slot])("/dev", "null");
-            if (operation == 2) (logger.*kTruncate[slot])(0);
-            if (operation == 3) (logger.*kReset[slot])();
-            std::clog << 'x';
-            ASSERT_EQ(std::clog.rdbuf(), logger.errorStream_ == &std::clog ? own : logger.errorStream_->rdbuf());
-            ASSERT_EQ(Logger().stderrBuffer_, own);
-        }
-    }
-    EXPECT_EQ(std::clog.rdbuf(), own);
+    SHOW(InChild(logToTheEnd), ReadFile("aux"));  // = 0 "pending\npending\n" | @ log | Error: level | third | null
+    SHOW(ReadFile("errors"));  // = "Logger: Redirected the standard error to 'errors'.\nError: pending\n"
+    SHOW(LogContinue() << "half " << InChild([] { return 0; }) << " line\n");  // = | half 0 line
 }
 
 TEST(LogDestinations, FilesArePrivateAppendedToAndTruncated) {
     const CurrentFolder folder;
     const mode_t mask = umask(0);
     Logger logger;
-    SHOW(logger.OpenLogFile(nullptr, "log"), FileIsEntity(nullptr, "log"));  // = 0
-    SHOW(logger.OpenAuxFile(".", "log"), logger.auxName_);                   // = "./log"
+    SHOW(logger.OpenLogFile(nullptr, "log"), FileIsEntity(nullptr, "log"));              // = 0
+    SHOW(logger.OpenErrorFile(nullptr, "log"));                                          // =
+    SHOW(logger.SetAuxStream(new std::ostringstream), logger.auxStream_ == &std::clog);  // = 0
+    SHOW(logger.SetAuxStream(nullptr));                                                  // =
+    SHOW(logger.OpenAuxFile(".", "log"), logger.auxName_);                               // = "./log"
     struct stat record;
     SHOW(FileStat("log", &record), record.st_mode & 0777);  // = 1 384
     logger.redirect_ = 1;
     logger.buffered_ = 0;
-    SHOW(logger.OpenLogFile(nullptr, "log"), logger.logName_);              // = "log"
-    SHOW(*logger.logStream_ << "one\n", ReadFile("log"));                   // = "one\x0A"
-    SHOW(logger.OpenLogFile(nullptr, "log"), ReadFile("log"));              // = "one\x0A"
-    SHOW(logger.TruncateLogFile(5), ReadFile("log"));                       // = "one\x0A"
-    SHOW(logger.TruncateLogFile(4), ReadFile("log"));                       // = ""
-    SHOW(*logger.logStream_ << "two\n", ReadFile("log"), logger.logName_);  // = "two\x0A" "log"
-    SHOW(logger.ResetLogStream(), logger.logName_);                         // = null
-    SHOW(logger.Log() << "three\n");                                        // =
-    // | @ three
-    SHOW(umask(mask));  // = 0
+    SHOW(logger.SetLogStream(new std::ostringstream), logger.logStream_ == &std::clog);  // = 0
+    SHOW(logger.OpenLogFile(nullptr, "log"), logger.logName_);                           // = "log"
+    SHOW(*logger.logStream_ << "one\n", ReadFile("log"));                                // = "one\n"
+    SHOW(logger.OpenLogFile(nullptr, "log"), ReadFile("log"));                           // = "one\n"
+    SHOW(logger.TruncateLogFile(5), ReadFile("log"));                                    // = "one\n"
+    SHOW(logger.TruncateLogFile(4), ReadFile("log"));                                    // = ""
+    SHOW(*logger.logStream_ << "two\n", ReadFile("log"), logger.logName_);               // = "two\n" "log"
+    SHOW(logger.ResetLogStream(), logger.logName_);                                      // = null
+    SHOW(logger.Log() << "three\n");                                                     // = | @ three
+    SHOW(umask(mask));                                                                   // = 0
 }
 
 TEST(LogDestinations, AReplacedStreamWritesToTheStandardErrorUntilTheNextIsReplaced) {
@@ -297,21 +223,20 @@ TEST(LogDestinations, AReplacedStreamWritesToTheStandardErrorUntilTheNextIsRepla
     Logger logger;
     logger.redirect_ = 1;
     logger.OpenErrorFile(nullptr, "one");
-    std::ostream& one = logger.Error();
-    one << "pending\n";
-    SHOW(logger.OpenErrorFile(nullptr, "two"),
-         ReadFile("one"));  // = "Logger: Redirected the standard error to 'one'.\x0AError: pending\x0A"
-    SHOW(one << "late\n" << std::flush, logger.errorRetired_ == &one);  // = 1
-    // | late
-    std::clog.rdbuf(nullptr);  // another one's doing
-    SHOW(logger.ResetErrorStream(), ReadFile("two"),
-         logger.errorRetired_ != &one);  // = "Logger: Redirected the standard error to 'two'.\x0A" 1
-    SHOW(logger.Error() << "back\n");    // =
-    // | Error: back
+    std::ostream& one = logger.Error() << "pending\n";
+    SHOW(logger.OpenErrorFile(nullptr, "two"));  // =
+    SHOW(ReadFile("one"));  // = "Logger: Redirected the standard error to 'one'.\nError: pending\n"
+    SHOW(one << "late\n" << std::flush, logger.errorRetired_ == &one);                                   // = 1 | late
+    SHOW(logger.TruncateErrorFile(0), ReadFile("two"), Logger().stderrBuffer_ == logger.stderrBuffer_);  // = "" 1
+    SHOW(std::clog << "led\n" << std::flush, ReadFile("two"));                                           // = "led\n"
+    std::clog.rdbuf(nullptr);              // another one's doing
+    SHOW(logger.ResetErrorStream());       // =
+    SHOW(logger.SetErrorStream(nullptr));  // =
+    SHOW(logger.Error() << "back\n");      // = | Error: back
     auto* const own = new std::ostringstream;
-    SHOW(logger.SetErrorStream(own), own->str());  // = "Logger: Redirected the standard error to the stream.\x0A"
-    SHOW(logger.OpenErrorFile(nullptr, nullptr),
-         own->str().substr(51));  // = ".\x0ALogger: Redirected the standard error to 'nil'.\x0A"
+    SHOW(logger.SetErrorStream(own), own->str());  // = "Logger: Redirected the standard error to the stream.\n"
+    own->str("");
+    SHOW(logger.OpenErrorFile(nullptr, nullptr), own->str());  // = "Logger: Redirected the standard error to 'nil'.\n"
 }
 
 TEST(LogDestinations, AFileThatCannotBeOpenedIsTriedFiveTimesAndChangesNothing) {

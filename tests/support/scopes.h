@@ -2,76 +2,64 @@
 #pragma once
 #include <fcntl.h>
 #include <stdio_ext.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <iterator>
 #include <regex>
+#include <sstream>
 #include <string>
 
 inline std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return (std::ostringstream() << std::ifstream(path).rdbuf()).str();
 }
 
-inline void WriteFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
+inline void WriteFile(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
 
 /// A folder that removes itself, as the current one: its files need no path.
-class CurrentFolder {
-public:
-    CurrentFolder() { std::filesystem::current_path(path_); }
+struct CurrentFolder {
+    CurrentFolder() { std::filesystem::current_path(path); }
     ~CurrentFolder() {
-        std::filesystem::current_path(old_);
-        std::filesystem::remove_all(path_);
+        std::filesystem::current_path(old);
+        std::filesystem::remove_all(path);
     }
-
-private:
-    const std::filesystem::path old_ = std::filesystem::current_path();
-    const std::filesystem::path path_ =
+    const std::filesystem::path old = std::filesystem::current_path();
+    const std::filesystem::path path =
         mkdtemp((std::filesystem::temp_directory_path() / "qvpost-XXXXXX").string().data());
 };
 
-/// Everything that reaches the standard error meanwhile; a time-stamp prefix is shown as "@ ".
-class LogCapture {
-public:
-    LogCapture() { dup2(fileno(file_), 2); }
+/// Everything that reaches the standard error meanwhile; a time-stamp prefix is shown as "@ ", an open descriptor's
+/// number as "N".
+struct LogCapture {
+    LogCapture() { dup2(fileno(file), 2); }
     ~LogCapture() {
         __fpurge(stderr);  // what waits there is nobody else's
-        dup2(old_, 2);
-        close(old_);
-        fclose(file_);
+        dup2(old, 2);
+        close(old);
+        fclose(file);
     }
     std::string Text() const {
         fflush(stderr);
-        static const std::regex prefix(R"(\d+ \d+ \d\d:\d\d:\d\d \d{3}\.\d{3} )");
-        return std::regex_replace(ReadFile("/proc/self/fd/" + std::to_string(fileno(file_))), prefix, "@ ");
+        static const std::regex prefix(R"(\d+ \d+ \d\d:\d\d:\d\d \d{3}\.\d{3} )"), number(R"(FD#\d+)");
+        const std::string text = ReadFile("/proc/self/fd/" + std::to_string(fileno(file)));
+        return std::regex_replace(std::regex_replace(text, prefix, "@ "), number, "FD#N");
     }
-
-private:
-    FILE* file_ = tmpfile();
-    int old_ = dup(2);
+    FILE* const file = tmpfile();
+    const int old = dup(2);
 };
 
 /// An environment variable with another value, or none.
-class Variable {
-public:
-    Variable(const char* name, const char* value) : name_(name), old_(getenv(name)) { Set(value); }
-    ~Variable() { Set(old_); }
-
-private:
-    void Set(const char* value) { value != nullptr ? setenv(name_, value, 1) : unsetenv(name_); }
-    const char *name_, *old_;  // the C library frees no value
+struct Variable {
+    Variable(const char* variable, const char* value) : name(variable), old(getenv(variable)) { Set(value); }
+    ~Variable() { Set(old); }
+    void Set(const char* value) const { value != nullptr ? setenv(name, value, 1) : unsetenv(name); }
+    const char *const name, *const old;  // the C library frees no value
 };
 
 /// Runs a body in a forked child; returns the wait status. The body's result is the exit status, through exit.
-inline int InChild(const std::function<int()>& body) {
+inline int InChild(auto body) {
     fflush(stdout);
     const pid_t pid = fork();
     if (pid == 0) exit(body());

@@ -1,14 +1,15 @@
 #include "tests/support/transcript.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <sstream>
 #include <vector>
+
+#include "common/log/logger.h"
 
 namespace {
 
 using Lines = std::vector<std::string>;
+
+constexpr size_t kColumns = 120;  // of a line of the sources
 
 Lines Split(const std::string& text) {
     std::istringstream in(text);
@@ -17,78 +18,71 @@ Lines Split(const std::string& text) {
     return lines;
 }
 
-std::string Printable(const std::string& text) {
-    std::string printable;
-    for (const char byte : text) {
-        char escape[5];
-        snprintf(escape, sizeof escape, byte < ' ' || byte > '~' ? "\\x%02X" : "%c", byte & 0xFF);
-        printable += escape;
-    }
-    return printable;
-}
-
 int blocks = 0;  // of new[]
 
-class Resources : public testing::EmptyTestEventListener {
-    static auto Count() {
+class BeforeAndAfter : public testing::EmptyTestEventListener {
+    static auto Resources() {
         using Folder = std::filesystem::directory_iterator;
         return blocks + std::distance(Folder("/proc/self/fd"), Folder());
     }
-    void OnTestStart(const testing::TestInfo&) override { count_ = Count(); }
-    void OnTestEnd(const testing::TestInfo&) override {
-        EXPECT_EQ(Count(), count_) << "Descriptors or new[] blocks were not given back.";
+    void OnTestStart(const testing::TestInfo&) override {
+        logger_.mode_ = 1;
+        before_ = Resources();
     }
-    std::ptrdiff_t count_ = 0;
+    void OnTestEnd(const testing::TestInfo&) override {
+        EXPECT_EQ(Resources(), before_) << "Descriptors or new[] blocks were not given back.";
+    }
+    std::ptrdiff_t before_ = 0;
 };
-[[maybe_unused]] const bool watched = (testing::UnitTest::GetInstance()->listeners().Append(new Resources), true);
+[[maybe_unused]] const bool watched = (testing::UnitTest::GetInstance()->listeners().Append(new BeforeAndAfter), true);
 
 }  // namespace
 
-// Nothing may rely on what is in a new block, or write behind it. Its size stands in front of it.
-constexpr size_t kFront = alignof(std::max_align_t);
-constexpr char kBehind[] = "????";
-
+// Nothing may rely on what is in a new block.
 void* operator new[](size_t size) {
     ++blocks;
-    auto* const block = static_cast<char*>(malloc(kFront + size + sizeof kBehind));
-    memset(block + kFront, '?', size);
-    strcpy(block + kFront + size, kBehind);
-    return memcpy(block, &size, sizeof size), block + kFront;
+    return memset(malloc(size), '?', size);
 }
-void operator delete[](void* given) noexcept {
-    if (given == nullptr) return;
-    --blocks;
-    char* const block = static_cast<char*>(given) - kFront;
-    size_t size;
-    memcpy(&size, block, sizeof size);
-    EXPECT_STREQ(block + kFront + size, kBehind) << "Written behind a new[] block of " << size << " bytes.";
+void operator delete[](void* block) noexcept {
+    if (block != nullptr) --blocks;
     free(block);
 }
 void operator delete[](void* block, size_t) noexcept { operator delete[](block); }
 
-std::string transcript::Text(const char* text) { return text != nullptr ? '"' + Printable(text) + '"' : "null"; }
+std::string transcript::Text(const char* text) {
+    return text != nullptr ? testing::PrintToString(std::string(text)) : "null";
+}
 
 std::string transcript::Named(int error) { return error == 0 ? "0" : strerrorname_np(error); }
 
 void transcript::Compare(const char* file, int line, const std::string& shown) {
-    static const std::regex end(R"(\);( *// =.*)?$)"), comment("( *)// [=|].*"), code(".*; *(?=// =)|^ *");
+    static const std::regex end(R"(\);( *// =.*)?$)"), comment(" *// [=|].*"), code(".*//(?= [=|])|.*;");
     const Lines source = Split(ReadFile(file));
     auto first = source.begin() + line - 1;
     while (!std::regex_search(*first, end)) ++first;  // a compiler may tell where the call begins
     auto last = first + 1;
     while (last != source.end() && std::regex_match(*last, comment)) ++last;
 
-    Lines lines = Split(shown), written;
-    for (size_t i = 1; i < lines.size(); ++i) lines[i] = "// | " + Printable(lines[i]);
-    for (auto old = first; old != last; ++old) written.push_back(std::regex_replace(*old, code, ""));
-    if (lines == written) return;
+    std::string now, written, opening = "  //";
+    Lines lines = {std::regex_replace(*first, std::regex(" *// =.*"), "")};
+    for (std::string piece : Split(shown)) {
+        if (!now.empty()) piece = " | " + std::regex_replace(piece, std::regex("\t"), "\\t");
+        now += piece;
+        if (lines.back().size() + opening.size() + piece.size() > kColumns) {
+            lines.emplace_back();
+            opening = "    //";
+        }
+        lines.back() += opening + piece;
+        opening = "";
+    }
+    for (auto old = first; old != last; ++old) written += std::regex_replace(*old, code, "");
+    if (now == written) return;
 
-    const std::string call = std::regex_replace(*first, std::regex(" *// =.*"), "");
+    const auto number = first - source.begin() + 1;
     testing::Message patch;
-    patch << "--- " << file << "\n+++ " << file << "\n@@ -" << first - source.begin() + 1 << "," << last - first << " +"
-          << first - source.begin() + 1 << "," << lines.size() << " @@\n";
-    for (auto old = first; old != last; ++old) patch << "-" << *old << "\n";
-    patch << "+" << call << "  " << lines[0];
-    for (size_t i = 1; i < lines.size(); ++i) patch << "\n+    " << lines[i];
+    patch << "--- " << file << "\n+++ " << file << "\n@@ -" << number << "," << last - first << " +" << number << ","
+          << lines.size() << " @@";
+    for (auto old = first; old != last; ++old) patch << "\n-" << *old;
+    for (const std::string& added : lines) patch << "\n+" << added;
     ADD_FAILURE_AT(file, line) << patch;
 }

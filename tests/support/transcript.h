@@ -1,13 +1,16 @@
 // Transcripts: calls with what they show beside them, in the source of the test.
 //
 //     SHOW(StringReplaceAll(text = "aaa", "aa", "b"), text);  // = 1 "ba"
-//     SHOW(SocketSetLinger(-1, 5));                           // = -1 EBADF
-//     // | Error: Failed to set SO_LINGER values to 1 and 5 on FD#-1. Error is 9 'Bad file descriptor'.
+//     SHOW(ProcessSetUserId(~0U));  // = -1 EINVAL | @ Process: ERROR! Can't set user id to -1.
+//     // | @ Process: ERROR! Error is 22, Invalid argument.
 //
 // Shown are the result of the call, the name of the errno that it left if it changed it, the values that are named
-// behind the call, and beneath them what it wrote on the standard error. A difference fails the test and is told as a
-// patch, which scripts/transcripts.sh applies.
+// behind the call, and each line that it wrote on the standard error behind a '|'. How they are spread over the lines
+// of the source doesn't matter. A difference fails the test and is told as a patch, which scripts/transcripts.sh
+// applies. Every test begins with the whole log switched on.
 #pragma once
+#include <gtest/gtest.h>
+
 #include <ostream>
 #include <string>
 #include <type_traits>
@@ -52,7 +55,7 @@ std::string Texts(const Values&... values) {
 template <class Call, class Others>
 std::string Shown(Call call, Others others) {
     const LogCapture log;
-    std::string text = "// =";
+    std::string text = " =";
     int error;
     errno = kUnchanged;
     if constexpr (std::is_void_v<decltype(call())> || std::is_same_v<decltype(call()), std::ostream&>) {
