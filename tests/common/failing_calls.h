@@ -5,6 +5,8 @@
 #include <ctime>
 #include <string_view>
 
+#include "tests/support/transcript.h"
+
 /// While it lives, the next call of that name fails with an error number, after so many that pass.
 struct Failing {
     Failing(const char* call, int error, int passing = 0) { name = call, number = error, passes = passing; }

@@ -9,9 +9,6 @@
 #include "common/io/socket_system.h"
 #include "common/log/logger.h"
 #include "tests/common/failing_calls.h"
-#include "tests/support/transcript.h"
-
-namespace {
 
 TEST(File, PathsAreJoinedAndAskedAbout) {
     const CurrentFolder folder;
@@ -68,7 +65,7 @@ TEST(File, LinesAreReadAndStringsWrittenPieceByPiece) {
     SHOW(FileGetBytesWritable(-1));  // = -1 ENOSYS | @ File: WARNING! Can't query the bytes writable to FD#-1.
 }
 
-int Option(int descriptor, int level, int name) {
+static int Option(int descriptor, int level, int name) {
     linger value{};
     socklen_t length = sizeof value;
     getsockopt(descriptor, level, name, &value, &length);
@@ -153,7 +150,7 @@ TEST(SocketPipe, IsAPairOrNothing) {
     close(pair[1]);
 }
 
-int Level(const char* name, const char* release) {
+static int Level(const char* name, const char* release) {
     systemName = name;
     systemRelease = release;
     SocketSystemSupport = -1;
@@ -173,7 +170,7 @@ TEST(SocketSystem, LevelFollowsNameAndRelease) {
 }
 
 // What is said of an error of the resolver.
-std::string Resolve(int error) {
+static std::string Resolve(int error) {
     const Failing failing("gethostbyname", error);
     const LogCapture log;
     EXPECT_EQ(SocketResolveAddress("host"), 0);
@@ -231,5 +228,3 @@ TEST(SocketAddress, OfBothEndsIsTold) {
     SHOW(SocketUnmapAddress(&end, &length), length, end.ss_family, ntohs(address.sin6_port) - port);  // = 16 2 0
     close(one);
 }
-
-}  // namespace

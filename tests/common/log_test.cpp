@@ -14,14 +14,11 @@
 #include "common/process/process_create.h"
 #include "common/process/thread.h"
 #include "tests/common/failing_calls.h"
-#include "tests/support/transcript.h"
-
-namespace {
 
 constexpr std::ostream& (*kEntries[])() = {Log,     LogContinue, LogSession,      LogError,       LogWarning,
                                            LogInfo, LogPlain,    LogDirectPrefix, LogDirectError, LogDirectContinue};
 
-void WriteThroughAll() {
+static void WriteThroughAll() {
     for (const auto entry : kEntries) entry() << "text\n";
 }
 
@@ -48,7 +45,7 @@ TEST(Logger, LinesBeginAsIfNothingWasLeftBehind) {
 }
 
 // How many errors have the name that the system has for them.
-int NamedErrors() {
+static int NamedErrors() {
     int count = 0;
     for (int error = 1; error < 200; ++error) {
         if (std::string(StringOrNil(strerrorname_np(error))) == ErrorName(error)) ++count;
@@ -98,7 +95,7 @@ TEST(Report, WritesTwoLinesAndLeavesTheErrorNumber) {
 }
 
 // Whether a prefix begins with the ids of this process and thread.
-int ShowsIds() {
+static int ShowsIds() {
     char text[kLogPrefixSize];
     const std::string ids = std::to_string(getpid()) + " " + std::to_string(gettid()) + " ";
     return LogPrefix(text, sizeof text) == static_cast<int>(strlen(text)) && std::string(text).starts_with(ids) ? 1 : 0;
@@ -250,5 +247,3 @@ TEST(LogDestinations, AFileThatCannotBeOpenedIsTriedFiveTimesAndChangesNothing) 
     std::filesystem::create_directory("aux");
     SHOW(logger.TruncateAuxFile(0), logger.auxName_, logger.auxStream_ == &std::clog);  // = EISDIR null 1
 }
-
-}  // namespace

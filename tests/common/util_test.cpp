@@ -6,15 +6,11 @@
 #include "common/util/string_text.h"
 #include "common/util/time_text.h"
 #include "tests/common/failing_calls.h"
-#include "tests/support/transcript.h"
-
-namespace {
 
 TEST(StringOwned, IsReplacedExtendedAndCut) {
     Owned text;
     text = "tail";
     SHOW(StringSet(text, text.text + 1), text);                                               // = "ail"
-    SHOW(StringInit(text = nullptr, "x"), text);                                              // = "x"
     SHOW(StringAdd(text = "w", "x", "y", nullptr, "z"), text);                                // = "wxyz"
     SHOW(StringAdd(text = nullptr, nullptr, "", nullptr, ""), text);                          // = null
     SHOW(StringAddBytes(text = "x", "abc", 2), text);                                         // = "xab"
@@ -66,7 +62,7 @@ TEST(StringText, IsTestedScannedAndEscaped) {
 }
 
 // A whole scan: each answer with its argument, which is "kept" where nothing was stored, and what the globals hold.
-std::string Scan(const char* options, std::vector<std::string> words) {
+static std::string Scan(const char* options, std::vector<std::string> words) {
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());
     BSDoptind = BSDoptreset = 1;
@@ -115,7 +111,7 @@ TEST(TimeText, ShowsLocalTime) {
 }
 
 // SpinLock has taken it, which clang++ doesn't know.
-void UnlockOnceMore(Mutex& mutex) QV_UNCHECKED { mutex.Unlock(); }
+static void UnlockOnceMore(Mutex& mutex) QV_UNCHECKED { mutex.Unlock(); }
 
 TEST(Mutex, BelongsToItsHolderUntilUnlockedAsOften) {
     Mutex mutex;
@@ -149,5 +145,3 @@ TEST(Mutex, IsWaitedForUntilADeadlineOfTheRealTime) {
         EXPECT_LT(deadline.tv_nsec, 1'000'000'000) << milliseconds;
     }
 }
-
-}  // namespace
