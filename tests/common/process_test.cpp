@@ -80,8 +80,6 @@ TEST(ProcessCreate, FailuresLeaveTheirNumber) {
     SHOW(ProcessSetGroupId(~0U));  // = -1 EINVAL | @ Process: ERROR! Can't set group id to -1.
     // | @ Process: ERROR! Error is 22, Invalid argument.
     SHOW(ProcessSetUserId(getuid()));                                                                // = 1
-    SHOW(ProcessPriorityValue(ProcessPriorityNormal));                                               // = 0
-    SHOW(ProcessPriorityValue(ProcessPriorityHigh));                                                 // = -10
     SHOW(InChild([] { return ProcessSetPriority(18) + ProcessChangePriority(1) + nice(0); }) >> 8);  // = 21
 }
 
@@ -90,13 +88,11 @@ TEST(Process, IsWatchedJudgedAndEnded) {
     SHOW((Failing("kill", ESRCH), ProcessIsRunning(1)));  // = 0 ESRCH
     SHOW((Failing("kill", EPERM), ProcessIsRunning(1)));  // = -1 EPERM | @ Process: ERROR! Can't signal the pid 1.
     // | @ Process: ERROR! Error is 1 'Operation not permitted'.
-    SHOW(ProcessExitCode(0x8B));                         // = 4
-    SHOW(ProcessExitCode(0x137F));                       // = 4991 | @ Process: WARNING! Unrecognized exit code '4991'.
-    SHOW(ProcessStopSignalName(0x137F));                 // = "SIGSTOP"
-    SHOW(ProcessIsStopped(0x137F));                      // = 1
-    SHOW(ProcessIsStopped(0x8B));                        // = 0
-    SHOW(ProcessTermSignalName(0x8B));                   // = "SIGSEGV"
-    SHOW(ProcessSignal(getpid(), 0) + ProcessRaise(0));  // = 0
+    SHOW(ProcessExitCode(0x8B));          // = 4
+    SHOW(ProcessExitCode(0x137F));        // = 4991 | @ Process: WARNING! Unrecognized exit code '4991'.
+    SHOW(ProcessStopSignalName(0x137F));  // = "SIGSTOP"
+    SHOW(ProcessIsStopped(0x137F));       // = 1
+    SHOW(ProcessTermSignalName(0x8B));    // = "SIGSEGV"
     microsecondsSlept = 0;
     SHOW(ProcessSleep(200), microsecondsSlept);                                             // = 0 200000
     SHOW(InChild([] { return LogContinue() << "last", ProcessAbort(), 0; }) & 0x7F);        // = 6 | last
@@ -143,7 +139,6 @@ TEST(ProcessNames, FollowTheEnvironment) {
     SHOW(TempName("", "job"));  // = "job0" | @ Process: WARNING! Returning temporary name in current directory.
     unsetenv("TMP");
     SHOW(ProcessTempDirectory());            // = "/tmp"
-    SHOW(ProcessIsLocalHost("127.0.0.1"));   // = 1
     SHOW(ProcessIsLocalHost("localhost."));  // = 0
 }
 

@@ -69,19 +69,15 @@ def play(scenario, run_fault, mend_fault):
     return run_met, mend_met
 
 
-def faults(function):
-    return (f"{function} {call}" for call in itertools.count(1))
-
-
 def main(scenario):
     for function in RUN_CALLS + RUN_QUESTIONS:
-        for fault in faults(function):
+        for fault in (f"{function} {call}" for call in itertools.count(1)):
             if not play(scenario, fault, "none 0")[0]:
                 break
             for mend_function in MEND_CALLS if function in RUN_CALLS else []:
-                for mend_fault in faults(mend_function):
-                    if not play(scenario, fault, mend_fault)[1]:
-                        break
+                calls = itertools.count(1)
+                while play(scenario, fault, f"{mend_function} {next(calls)}")[1]:
+                    continue
 
 
 with tempfile.TemporaryDirectory(dir=PLACE) as folder:

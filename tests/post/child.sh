@@ -40,10 +40,9 @@ else
     printf '%s; ' "${0##*/} $*" >>calls
 fi
 
-read -ra numbers </proc/$$/stat
-nice=${numbers[18]}
 given=
-if [ "$nice" != 0 ] && [ "$nice" != "$NICENESS" ]; then given+=" nice $nice"; fi
+read -ra numbers </proc/$$/stat
+[[ ${numbers[18]} = @(0|"$NICENESS") ]] || given+=" nice ${numbers[18]}"
 for descriptor in /proc/$$/fd/*; do # and that of this folder, which is closed by now, and 255, which is this text
     if [ -e "$descriptor" ] && [[ ${descriptor##*/} != @(255|"$channel") ]]; then given+=" ${descriptor##*/}"; fi
 done

@@ -7,7 +7,6 @@ import shutil
 import struct
 import subprocess
 import tempfile
-import time
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
@@ -57,7 +56,7 @@ class Installation:
         environment |= {"QV_SYSTEM": expand(given.get("system", ".")), "NICENESS": str(os.nice(0))}
         if given.get("system") == "none":
             del environment["QV_SYSTEM"]
-        commands = f"{expand(given.get('before', ':'))}\nexport PROGRAM=$$; exec env --default-signal "
+        commands = f"exec </dev/zero\n{expand(given.get('before', ':'))}\nexport PROGRAM=$$; exec env --default-signal "
         commands += f"{given.get('by', '')} {self.program} {expand(given.get('options', '{usual}'))}"
         with open(self.root / "log", "ab") as log:
             shell = ["sh", "-c", commands]
@@ -69,11 +68,6 @@ class Installation:
         assert output == b"", output
         assert "FD#-1" not in self.log(), self.log()
         return self.run.returncode
-
-    def await_log(self, text):
-        while text not in self.log():
-            assert self.run.poll() is None, self.log()
-            time.sleep(0.001)
 
     def check(self, expected):
         """Waits for the program, and compares with what runs.txt says."""
