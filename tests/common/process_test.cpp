@@ -27,6 +27,7 @@ TEST(ProcessCreate, PlacesStreamsAndClosesEachDescriptorOnce) {
     SHOW(Placed(3, 4, 4));     // = "344"
     SHOW(Placed(2, -1, -1));   // = "21234"
     SHOW(Placed(4, 0, 2));     // = "4423"
+    SHOW(Placed(1, -1, 3));    // = "1134"
 }
 
 // The exit code of a program, the number that its child reported, and what it wrote.
