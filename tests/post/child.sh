@@ -58,7 +58,7 @@ for plan in "${plans[@]}"; do
     while read -r command value words <<<"$words" && [ -n "$command" ]; do
         case $command in
             until) read_channel "$value" ;;
-            close) exec {channel}>&- && printf ' %s' "$value" >>progress ;;
+            close) exec {channel}>&- && channel='' && printf ' %s' "$value" >>progress ;;
             # Until the progress thread has reported how its client ended, where there is that thread.
             report) ! grep -q 'Created the progress' log || await log 'context [A' ;;
             signal) kill -"$value" $PPID ;;
