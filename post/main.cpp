@@ -48,7 +48,6 @@ int main(int argc, char** argv) {
     PostMainTameSignals();
     Line() << "PostMain: Starting post application.\n";
     PostMainReadOptions(argc, argv);
-    PostMainExitIfAsked();
     for (const Phase& phase : kPhases) {
         phase.run();
         phase.then();

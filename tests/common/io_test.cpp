@@ -16,6 +16,7 @@ TEST(File, PathsAreJoinedAndAskedAbout) {
     SHOW(Owned{FileJoinPath("/tmp/", "a")});   // = "/tmp//a"
     SHOW(Owned{FileJoinPath(nullptr, "")});    // = null
     SHOW(FileIsDirectory(nullptr, "ten/x"));   // = -1 ENOTDIR
+    SHOW(FileIsDirectory("", "."));            // = 1
     SHOW(FileIsRegular(".", "ten"));           // = 1
     SHOW(FileIsRegular("/dev", "null"));       // = 0
     SHOW(FileGetSize(nullptr, "none"));        // = 0 ENOENT

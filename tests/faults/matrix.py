@@ -33,7 +33,6 @@ FUNCTIONS = {
     "waitpid": ("EINTR ECHILD", True, "Can't wait for "),
     "socketpair": ("EMFILE ENOMEM", False, "PostMain: WARNING! Could not create pipe. Error is '-1'."),
     "fcntl": ("EBADF", False, ""),
-    "setsockopt": ("ENOMEM", False, ""),
     "pthread_create": ("EAGAIN EPERM", False, "PostMain: ERROR! Failed to create the progress thread."),
     "send": ("EPIPE ENOBUFS", False, "PostMain: ERROR! Could not write to 'FD#"),
 }

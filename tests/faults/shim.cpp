@@ -83,7 +83,6 @@ WRAP(int, execvp, (const char* file, char* const* arguments), (file, arguments),
 WRAP(pid_t, waitpid, (pid_t pid, int* status, int options), (pid, status, options), -1)
 WRAP(int, socketpair, (int domain, int type, int protocol, int* pair), (domain, type, protocol, pair), -1)
 WRAP(int, fcntl, (int fd, int command, long value), (fd, command, value), -1)
-WRAP(int, setsockopt, (int fd, int a, int b, const void* c, socklen_t d), (fd, a, b, c, d), -1)
 WRAP(int, pthread_create, (pthread_t * a, const pthread_attr_t* b, void* (*c)(void*), void* d), (a, b, c, d), errno)
 WRAP(ssize_t, send, (int fd, const void* data, size_t size, int flags), (fd, data, size, flags), -1)
 

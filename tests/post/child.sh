@@ -1,7 +1,8 @@
 #!/bin/bash
 # Server, setup script and client of the tests, in the folder of an installation. Each call is written down in the file
 # "calls" (in "progress" that of the progress client, with the values that it reads), and what it was given (open
-# descriptors, blocked and ignored signals, a niceness other than the tests') in "given". What it does then is in PLAN:
+# descriptors, blocked and ignored signals, a niceness and an input other than the tests') in "given". What it does
+# then is in PLAN:
 #
 #     <first argument, or what follows --post> <command> <value> <command> <value>...; <the next child>...
 #
@@ -43,6 +44,7 @@ fi
 given=
 read -ra numbers </proc/$$/stat
 [[ ${numbers[18]} = @(0|"$NICENESS") ]] || given+=" nice ${numbers[18]}"
+[ -c /proc/$$/fd/0 ] || given+=" no device as input"
 for descriptor in /proc/$$/fd/*; do # and that of this folder, which is closed by now, and 255, which is this text
     if [ -e "$descriptor" ] && [[ ${descriptor##*/} != @(255|"$channel") ]]; then given+=" ${descriptor##*/}"; fi
 done

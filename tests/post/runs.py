@@ -10,7 +10,7 @@ import sys
 from installation import HERE, TABLE, Installation
 
 
-def updater_is_looked_at_now_and_then():
+def updater_is_awaited():
     with subprocess.Popen(["sleep", "0.7"]) as updater, Installation() as installation:
         installation.start({"options": f"-f list -p {updater.pid}"})
         updater.wait()
