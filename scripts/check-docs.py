@@ -189,7 +189,7 @@ def check_run(name, block, log):
     for thread, lines in streams(re.sub(explanation, "", block, flags=re.M)).items():
         # The block of the success is the whole log, each other one a piece of it.
         compare = re.fullmatch if name == "success" else re.search
-        if lines and not compare(pattern_of(lines), "\n" + "\n".join(logged[thread]) + "\n"):
+        if not compare(pattern_of(lines), "".join("\n" + line for line in logged[thread]) + "\n"):
             sys.exit(f"{LOG_PAGE}: the run '{name}' writes other lines ({thread}):\n{log}")
 
 
