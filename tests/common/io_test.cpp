@@ -190,6 +190,7 @@ TEST(SocketAddress, IsLookedUp) {
     SHOW(SocketResolveName("10.1.2.3"));    // = "named"
     SHOW(SocketAddressToText(0x0100A8C0));  // = "192.168.0.1"
     SHOW(SocketIsNumericAddress("::1"));    // = 1
+    SHOW(SocketIsNumericAddress("1a"));     // = 0
     SHOW(SocketIsNumericAddress(""));       // = -1
 }
 
