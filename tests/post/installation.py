@@ -108,7 +108,7 @@ class Installation:
         return self.read("calls").removesuffix("; ")
 
     def given(self):
-        """What children were given that others weren't."""
+        """What the children were given, each form of it once."""
         return {given.strip() for given in self.read("given").split(";")[:-1]}
 
     def files(self):
