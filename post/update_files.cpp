@@ -141,7 +141,7 @@ int ApplyLines(FILE* list) {
     char line[kUpdateLineSize];
     Leftovers leftovers(SizeOf(list));
     for (;;) {
-        if (PostMainInterruption() != 0) return PostMainReportInterruption();
+        if (PostMainPendingSignal() != 0) return PostMainReportSignal();
         errno = 0;
         if (fgets(line, sizeof line, list) == nullptr) break;
         try {
