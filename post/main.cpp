@@ -11,6 +11,7 @@
 #include "post/progress.h"
 #include "post/progress_thread.h"
 #include "post/run_log.h"
+#include "post/update_record.h"
 
 namespace {
 
@@ -49,6 +50,7 @@ int main(int argc, char** argv) {
     PostMainInstallSignalHandlers();
     Line() << "PostMain: Starting post application.\n";
     PostMainReadOptions(argc, argv);
+    PostMainHoldRecord();
     for (const Phase& phase : kPhases) {
         phase.run();
         phase.check();
