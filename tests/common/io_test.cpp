@@ -96,6 +96,13 @@ TEST(SocketOptions, AreSet) {
     close(one);
 }
 
+static void SetAll() {
+    for (const auto set :
+         {SocketSetNonBlocking, SocketSetNoInherit, SocketSetNoDelay, SocketSetReceiveBuffer, SocketSetSendBuffer,
+          SocketSetKeepAlive, SocketSetLinger, SocketSetReuseAddress, SocketSetQuickAck})
+        EXPECT_EQ(set(-1, 5), -1);
+}
+
 TEST(SocketOptions, AreMissingSilentlyAndFailOnBothStreams) {
     SocketSystemSupport = 0;
     SHOW(SocketSetLowDelay(-1));  // = 0
@@ -115,13 +122,18 @@ TEST(SocketOptions, AreMissingSilentlyAndFailOnBothStreams) {
     SHOW(SocketGetOption(-1, 77));  // = -1 ENOSYS | @ Socket: WARNING! Query for option 77 not implemented.
     // | @ Socket: ERROR! Query failed for option 77 on FD#-1. | Error: Query failed for option 77 on FD#-1.
     // | @ Socket: ERROR! Error is 38 'Function not implemented'. | Error: Error is 38 'Function not implemented'.
-    logger_.mode_ = 2;             // of the others the level lines alone
-    SHOW(SocketSetLinger(-1, 5));  // = -1 EBADF
+    logger_.mode_ = 2;  // of the others the level lines alone
+    SHOW(SetAll());     // = EBADF | Error: Can't set non-blocking mode on FD#-1 to 5. Error is 9 'Bad file descriptor'.
+    // | Error: Can't set no-inherit mode on FD#-1 to 5. Error is 9 'Bad file descriptor'.
+    // | Error: Can't set no-delay mode on FD#-1 to 5. Error is 9 'Bad file descriptor'.
+    // | Error: Failed to set SO_RCVBUF size to 5 on FD#-1. Error is 9 'Bad file descriptor'.
+    // | Error: Failed to set SO_SNDBUF size to 5 on FD#-1. Error is 9 'Bad file descriptor'.
+    // | Error: Failed to set SO_KEEPALIVE on FD#-1 to 5. Error is 9 'Bad file descriptor'.
     // | Error: Failed to set SO_LINGER values to 1 and 5 on FD#-1. Error is 9 'Bad file descriptor'.
+    // | Error: Failed to set SO_REUSEADDR on FD#-1 to 5. Error is 9 'Bad file descriptor'.
+    // | Error: Failed to set TCP_QUICKACK to 5 on FD#-1. | Error: Error is 9 'Bad file descriptor'.
     SHOW(SocketGetBytesQueued(-1));  // = -1 EBADF
     // | Error: Failed to get bytes queued on FD#-1. Error is 9 'Bad file descriptor'.
-    SHOW(SocketSetNonBlocking(-1, 1));  // = -1 EBADF
-    // | Error: Can't set non-blocking mode on FD#-1 to 1. Error is 9 'Bad file descriptor'.
     SHOW(SocketGetOption(-1, SocketOptionNonBlocking));  // = -1 EBADF | Error: Query failed for option 0 on FD#-1.
     // | Error: Error is 9 'Bad file descriptor'.
     SHOW(SocketGetError(-1));  // = -1 EBADF
@@ -134,6 +146,8 @@ TEST(SocketPipe, IsAPairOrNothing) {
     int pair[2];
     SocketSystemSupport = 3;
     logger_.mode_ = 2;
+    SHOW((Failing("socketpair", ENFILE), SocketPipe(pair, 65536)), pair[0], pair[1]);  // = -1 ENFILE -1 -1
+    // | Error: Can't create the socket pipe. Error is 23 'Too many open files in system'.
     SHOW((Failing("fcntl", EPERM, 1), SocketPipe(pair, 65536)), pair[0], pair[1]);  // = -1 EPERM -1 -1
     // | Error: Can't set no-inherit mode on FD#N to 1. Error is 1 'Operation not permitted'.
     // | Error: Can't create the socket pipe. Error is 1 'Operation not permitted'.
