@@ -1,6 +1,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include <fstream>
 #include <iomanip>
 #include <iostream>
 #include <sstream>
@@ -120,32 +121,33 @@ TEST(Logger, EveryLineIsOneWrite) {
     close(ends[1]);
 }
 
-TEST(Logger, AFailedOrCancelledLineCostsThatLineAlone) {
+TEST(Logger, NoEntryChangesErrno) {
     const Variable zone("TZ", "/no/such/zone");
-    int ends[2], full = open("/dev/full", O_WRONLY);
-    ASSERT_EQ(FilePipe(ends, 4096), 1);
-    FileWriteString(ends[1], std::string(4096, 'x').c_str());
-    {
-        const LogCapture log;
-        dup2(ends[1], 2);
-        std::thread blocked([] { Log() << "blocks\n"; });
-        ThreadCancel(blocked.native_handle());
-        blocked.join();
-    }
+    const int full = open("/dev/full", O_WRONLY);
     for (const auto entry : kEntries) {
-        {
-            const LogCapture log;
-            dup2(full, 2);
-            entry() << "pending";
-            errno = transcript::kUnchanged;
-            entry();
-            EXPECT_EQ(errno, transcript::kUnchanged);
-        }
         const LogCapture log;
-        entry() << "text\n";
-        EXPECT_TRUE(log.Text().ends_with("text\n")) << log.Text();
+        dup2(full, 2);
+        entry() << "pending";
+        errno = transcript::kUnchanged;
+        entry();
+        std::clog.clear();
+        logger_.Tagged("\n");
+        EXPECT_EQ(errno, transcript::kUnchanged);
+        std::clog.clear();
     }
-    for (const int descriptor : {ends[0], ends[1], full}) close(descriptor);
+    close(full);
+}
+
+TEST(Logger, ModeZeroLeavesTheDiscardStreamAlone) {
+    const CurrentFolder folder;
+    Logger logger;
+    delete std::exchange(logger.nullStream_, new std::ofstream("null"));
+    *logger.nullStream_ << "x";
+    logger.mode_ = 0;
+    SHOW((logger.Log(), logger.Continue()), ReadFile("null"));  // = ""
+    logger.mode_ = 2;
+    SHOW(logger.Continue(), ReadFile("null"));                       // = "x"
+    SHOW(logger.Log() << std::flush, ReadFile("null").size() > 20);  // = 1
 }
 
 TEST(Logger, AChildLogsWhoeverHeldTheLock) {
@@ -178,11 +180,11 @@ TEST(Logger, WritesFilesToItsEndAndThenOnTheStandardError) {
         *logger_.auxStream_ << "pending\n";
         // A child that can't be executed ends without a word, any child without what its parent has written.
         ProcessCreate("", missing, nullptr, -1, -1, -1, 0, 1);
-        if (ProcessFork() == 0) exit(0);
+        if (fork() == 0) exit(0);
         while (wait(nullptr) != -1) continue;
         return lastWord.armed = true, 0;
     };
-    SHOW(InChild(logToTheEnd), ReadFile("aux"));  // = 0 "pending\npending\n" | @ log | Error: level | third | null
+    SHOW(InChild(logToTheEnd), ReadFile("aux"));  // = 0 "pending\n" | @ log | Error: level | third | null
     SHOW(ReadFile("errors"));  // = "Logger: Redirected the standard error to 'errors'.\nError: pending\n"
     SHOW(LogContinue() << "half " << InChild([] { return 0; }) << " line\n");  // = | half 0 line
 }
@@ -230,6 +232,35 @@ TEST(LogDestinations, AReplacedStreamWritesToTheStandardErrorUntilTheNextIsRepla
     SHOW(logger.SetErrorStream(own), own->str());  // = "Logger: Redirected the standard error to the stream.\n"
     own->str("");
     SHOW(logger.OpenErrorFile(nullptr, nullptr), own->str());  // = "Logger: Redirected the standard error to 'nil'.\n"
+}
+
+TEST(LogDestinations, ThreadsLoseNothingOnAFileThatNoChildInherits) {
+    const CurrentFolder folder;
+    Logger logger;
+    const int next = dup(2);
+    close(next);
+    logger.OpenAuxFile(nullptr, "aux");
+    EXPECT_EQ(fcntl(next, F_GETFD), FD_CLOEXEC);
+    {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([&] {
+                for (int line = 0; line < 2000; ++line) *logger.auxStream_ << "text " << 10 << "\n" << std::flush;
+            });
+    }
+    EXPECT_EQ(ReadFile("aux").size(), 4U * 2000 * 8);
+}
+
+TEST(LogDestinations, AStreamThatThrowsIsRetiredLikeAnyOther) {
+    const CurrentFolder folder;
+    Logger logger;
+    logger.redirect_ = 1;
+    auto* const own = new std::ofstream("/dev/full");
+    logger.SetLogStream(own);
+    own->exceptions(std::ios::badbit);
+    *own << "pending";
+    SHOW(logger.Log(), own->bad());                                                             // = 1
+    SHOW(logger.ResetLogStream(), logger.logStream_ == &std::clog, logger.logRetired_ == own);  // = 1 1
 }
 
 TEST(LogDestinations, AFileThatCannotBeOpenedIsTriedFiveTimesAndChangesNothing) {

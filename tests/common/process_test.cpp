@@ -1,3 +1,5 @@
+#include <thread>
+
 #include "common/io/file.h"
 #include "common/log/logger.h"
 #include "common/process/process_accounts.h"
@@ -84,6 +86,22 @@ TEST(ProcessCreate, FailuresLeaveTheirNumber) {
     SHOW(InChild([] { return ProcessSetPriority(18) + ProcessChangePriority(1) + nice(0); }) >> 8);  // = 21
 }
 
+TEST(ProcessCreate, HoldsBackTheCancellationOfItsThread) {
+    const LogCapture log;
+    int status = -1;
+    std::thread([&status] {
+        const char* const words[] = {"/bin/sh", "sh", "-c", "exit 7", nullptr};
+        LogContinue() << "pending";
+        pthread_cancel(pthread_self());
+        const int pid = ProcessCreate("", words, nullptr, -1, -1, -1, 0, 1);
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+        waitpid(pid, &status, 0);
+    }).join();
+    EXPECT_EQ(ProcessExitCode(status), 7);
+    EXPECT_EQ(Logger::mutex_.TimedLock(0), 1);
+    []() QV_UNCHECKED { Logger::mutex_.Unlock(); }();
+}
+
 TEST(Process, IsWatchedJudgedAndEnded) {
     SHOW(ProcessIsRunning(getpid()));                     // = 1
     SHOW((Failing("kill", ESRCH), ProcessIsRunning(1)));  // = 0 ESRCH
@@ -95,11 +113,11 @@ TEST(Process, IsWatchedJudgedAndEnded) {
     SHOW(ProcessIsStopped(0x137F));       // = 1
     SHOW(ProcessTermSignalName(0x8B));    // = "SIGSEGV"
     microsecondsSlept = 0;
-    SHOW(ProcessSleep(200), microsecondsSlept);                                             // = 0 200000
-    SHOW(InChild([] { return LogContinue() << "last", ProcessAbort(), 0; }) & 0x7F);        // = 6 | last
-    SHOW(InChild([] { return LogContinue() << "last", ProcessKillSelf(), 0; }));            // = 9 | last
-    SHOW(InChild([] { return LogContinue() << "last", _exit(ProcessDetach()), 0; }) >> 8);  // = 1 | last
-    SHOW((Failing("daemon", EAGAIN), ProcessDetach()));                                     // = -1 EAGAIN
+    SHOW(ProcessSleep(200), microsecondsSlept);              // = 0 200000
+    SHOW(InChild([] { return ProcessAbort(), 0; }) & 0x7F);  // = 6
+    SHOW(InChild([] { return ProcessKillSelf(), 0; }));      // = 9
+    SHOW(ProcessDetach());                                   // = 1
+    SHOW((Failing("daemon", EAGAIN), ProcessDetach()));      // = -1 EAGAIN
     // | @ Process: WARNING! Detach from terminal failed.
     // | @ Provess: WARNING! Error is 11 'Resource temporarily unavailable'.
 }
