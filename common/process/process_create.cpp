@@ -31,11 +31,6 @@ void PlaceStandardStreams(int input, int output, int error) {
     }
 }
 
-void UseRealIds() {
-    ProcessSetGroupId(ProcessGetGroupId());
-    ProcessSetUserId(ProcessGetUserId());
-}
-
 }  // namespace
 
 int ProcessCreate(const char* command, const char* const* parameters, const char* const* environment, int input,
@@ -56,7 +51,10 @@ int ProcessCreateReporting([[maybe_unused]] const char* command, const char* con
     if (pid == -1) return LogFailedCall(kWarning, "Function fork() failed");
     if (pid != 0) return pid;
     logger_.mode_ = 0;
-    if (keepIds == 0) UseRealIds();
+    if (keepIds == 0) {
+        ProcessSetGroupId(ProcessGetGroupId());
+        ProcessSetUserId(ProcessGetUserId());
+    }
     PlaceStandardStreams(input, output, error);
     ProcessSetPriority(level);
     ProcessExec(parameters[0], parameters + 1, environment);
