@@ -88,15 +88,14 @@ TEST(ProcessCreate, FailuresLeaveTheirNumber) {
 
 TEST(ProcessCreate, HoldsBackTheCancellationOfItsThread) {
     const LogCapture log;
-    int status = -1;
-    std::thread([&status] {
-        const char* const words[] = {"/bin/sh", "sh", "-c", "exit 7", nullptr};
-        LogContinue() << "pending";
+    const char* const words[] = {"/bin/sh", "sh", "-c", "exit 7", nullptr};
+    int pid = -1, status = -1;
+    LogContinue() << "pending";
+    std::thread([&] {
         pthread_cancel(pthread_self());
-        const int pid = ProcessCreate("", words, nullptr, -1, -1, -1, 0, 1);
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-        waitpid(pid, &status, 0);
+        pid = ProcessCreate("", words, nullptr, -1, -1, -1, 0, 1);
     }).join();
+    waitpid(pid, &status, 0);
     EXPECT_EQ(ProcessExitCode(status), 7);
     EXPECT_EQ(Logger::mutex_.TimedLock(0), 1);
     []() QV_UNCHECKED { Logger::mutex_.Unlock(); }();
@@ -107,11 +106,10 @@ TEST(Process, IsWatchedJudgedAndEnded) {
     SHOW((Failing("kill", ESRCH), ProcessIsRunning(1)));  // = 0 ESRCH
     SHOW((Failing("kill", EPERM), ProcessIsRunning(1)));  // = -1 EPERM | @ Process: ERROR! Can't signal the pid 1.
     // | @ Process: ERROR! Error is 1 'Operation not permitted'.
-    SHOW(ProcessExitCode(0x8B));          // = 4
-    SHOW(ProcessExitCode(0x137F));        // = 4991 | @ Process: WARNING! Unrecognized exit code '4991'.
-    SHOW(ProcessStopSignalName(0x137F));  // = "SIGSTOP"
-    SHOW(ProcessIsStopped(0x137F));       // = 1
-    SHOW(ProcessTermSignalName(0x8B));    // = "SIGSEGV"
+    SHOW(ProcessExitCode(0x8B));    // = 4
+    SHOW(ProcessExitCode(0x137F));  // = 4991 | @ Process: WARNING! Unrecognized exit code '4991'.
+    SHOW(ProcessIsStopped(0x137F), ProcessStopSignalName(0x137F),
+         ProcessTermSignalName(0x8B));  // = 1 "SIGSTOP" "SIGSEGV"
     microsecondsSlept = 0;
     SHOW(ProcessSleep(200), microsecondsSlept);              // = 0 200000
     SHOW(InChild([] { return ProcessAbort(), 0; }) & 0x7F);  // = 6
@@ -125,10 +123,9 @@ TEST(Process, IsWatchedJudgedAndEnded) {
 TEST(ProcessAccounts, AreLookedUp) {
     passwd user;
     Owned text;
-    SHOW(AnyErrno(ProcessUserIdByName("root")));                    // = 0
-    SHOW(AnyErrno(ProcessGroupIdByName("root")));                   // = 0
-    SHOW(AnyErrno(ProcessUserNameById(text, 0)), text);             // = 1 "root"
-    SHOW(AnyErrno(ProcessGroupNameById(text = nullptr, 0)), text);  // = 1 "root"
+    SHOW(AnyErrno(ProcessUserIdByName("root")), ProcessGroupIdByName("root"));  // = 0 0
+    SHOW(AnyErrno(ProcessUserNameById(text, 0)), text);                         // = 1 "root"
+    SHOW(AnyErrno(ProcessGroupNameById(text = nullptr, 0)), text);              // = 1 "root"
     text = "root";
     SHOW(ProcessGroupIdByName(nullptr));  // = 4294967295 ENOENT
     // | @ Process: ERROR! Can't get information for group 'nil'.
@@ -157,8 +154,7 @@ TEST(ProcessNames, FollowTheEnvironment) {
     SHOW(TempName("/data", std::string(2000, 'x').c_str()).size());  // = 1029
     SHOW(TempName("", "job"));  // = "job0" | @ Process: WARNING! Returning temporary name in current directory.
     unsetenv("TMP");
-    SHOW(ProcessTempDirectory());            // = "/tmp"
-    SHOW(ProcessIsLocalHost("localhost."));  // = 0
+    SHOW(ProcessTempDirectory(), ProcessIsLocalHost("localhost."));  // = "/tmp" 0
 }
 
 static void Handle(int) {}
