@@ -171,7 +171,8 @@ TEST(Logger, WritesFilesToItsEndAndThenOnTheStandardError) {
         ProcessCreate("", missing, nullptr, -1, -1, -1, 0, 1);
         if (fork() == 0) exit(0);
         while (wait(nullptr) != -1) continue;
-        return lastWord.armed = true, 0;
+        lastWord.armed = true;
+        return ReadFile("aux") == "pending\n" ? 0 : 1;
     };
     SHOW(InChild(logToTheEnd), ReadFile("aux"));  // = 0 "pending\n" | @ log | Error: level | third | null
     SHOW(ReadFile("errors"));  // = "Logger: Redirected the standard error to 'errors'.\nError: pending\n"
@@ -182,8 +183,8 @@ TEST(LogDestinations, FilesArePrivateAppendedToAndTruncated) {
     const CurrentFolder folder;
     const mode_t mask = umask(0);
     Logger logger;
-    SHOW(logger.OpenLogFile(nullptr, "log"), FileIsEntity(nullptr, "log"));              // = 0
-    SHOW(logger.OpenErrorFile(nullptr, "log"));                                          // =
+    SHOW((logger.OpenLogFile(nullptr, "log"), logger.OpenErrorFile(nullptr, "log")),
+         FileIsEntity(nullptr, "log"));                                                  // = 0
     SHOW(logger.SetAuxStream(new std::ostringstream), logger.auxStream_ == &std::clog);  // = 0
     const int next = dup(2);
     close(next);

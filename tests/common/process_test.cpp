@@ -111,11 +111,10 @@ TEST(Process, IsWatchedJudgedAndEnded) {
     SHOW(ProcessIsStopped(0x137F), ProcessStopSignalName(0x137F),
          ProcessTermSignalName(0x8B));  // = 1 "SIGSTOP" "SIGSEGV"
     microsecondsSlept = 0;
-    SHOW(ProcessSleep(200), microsecondsSlept);              // = 0 200000
-    SHOW(InChild([] { return ProcessAbort(), 0; }) & 0x7F);  // = 6
-    SHOW(InChild([] { return ProcessKillSelf(), 0; }));      // = 9
-    SHOW(ProcessDetach());                                   // = 1
-    SHOW((Failing("daemon", EAGAIN), ProcessDetach()));      // = -1 EAGAIN
+    SHOW(ProcessSleep(200), microsecondsSlept);                                                            // = 0 200000
+    SHOW(InChild([] { return ProcessAbort(), 0; }) & 0x7F, InChild([] { return ProcessKillSelf(), 0; }));  // = 6 9
+    SHOW(ProcessDetach());                                                                                 // = 1
+    SHOW((Failing("daemon", EAGAIN), ProcessDetach()));  // = -1 EAGAIN
     // | @ Process: WARNING! Detach from terminal failed.
     // | @ Provess: WARNING! Error is 11 'Resource temporarily unavailable'.
 }
