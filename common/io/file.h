@@ -40,9 +40,9 @@ int FileHasPathPrefix(const char* name);
 /// file (errno EIO) or a failure (its errno, EAGAIN too). Either may also have ended a line early, and left its errno.
 char* FileReadLine(int descriptor, char* buffer, int size);
 
-/// Writes the whole string with as many calls as that takes. Returns the bytes written: fewer when the descriptor takes
-/// no more for now (EAGAIN) or failed on the way; -1 with errno when nothing was written because of a failure, EFAULT
-/// for a null string.
+/// Writes the whole string, of at most 2 GiB less one byte, with as many calls as that takes. Returns the bytes
+/// written: fewer when the descriptor takes no more for now (EAGAIN) or failed on the way; -1 with errno when nothing
+/// was written because of a failure, EFAULT for a null string.
 int FileWriteString(int descriptor, const char* string);
 
 /// chown(2): 1, or -1 with errno and two lines on the ordinary stream; a null path is refused with EFAULT.

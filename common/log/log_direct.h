@@ -24,9 +24,3 @@ constexpr int kLogPrefixSize = 128;
 /// buffer isn't used. A size below 2 writes nothing. The ids are asked for once a process and once a thread; a child of
 /// fork(2) asks anew. A child that _Fork(3) or the bare system call made isn't noticed, and shows its parent's.
 int LogPrefix(char* buffer, int size);
-
-/// Makes the standard error line-buffered, so that a line costs one write however many pieces it is inserted in, and
-/// drops the text that is still pending there in every child of fork: it is the parent's to write. std::clog gets a
-/// buffer that remembers failed and cancelled writes, unless it leads elsewhere already. The first call does it; the
-/// Logger makes it before main.
-void LogDirectBufferLines();

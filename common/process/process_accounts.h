@@ -6,9 +6,9 @@
 #include <sys/types.h>
 
 /// Look an entry up (a null name is in no database): 1 with *record filled and *buffer a new[] block that its texts lie
-/// in, which the caller frees with delete[] once the record is no longer needed; -1 with errno (ENOENT when there is no
-/// such entry, ERANGE when it doesn't fit the system's size for such buffers) after two log lines, *buffer then not to
-/// be used.
+/// in, which the caller frees with delete[] once the record is no longer needed; -1 with errno after two log lines,
+/// *buffer then not to be used. ENOENT: there is no such entry. ERANGE: an entry did not fit the system's size for such
+/// buffers; one that is too long makes every look-up that reads past it fail.
 int ProcessGetUserByName(const char* name, struct passwd* record, char** buffer);
 int ProcessGetGroupByName(const char* name, struct group* record, char** buffer);
 int ProcessGetUserById(uid_t id, struct passwd* record, char** buffer);
