@@ -42,9 +42,8 @@ int ProcessCreateReporting(const char* command, const char* const* parameters, c
 //   parent    all of it back, in the opposite order
 //   child     clock      frees the time zone's lock
 //             prefix     forgets the ids of the process and the thread (log_direct.cpp)
-//             Logger     drops what another thread has inserted since the flush, on the standard error and in files
-//             that
-//                        the Logger opened: it is the parent's to write; a new mutex, since a recursive one cannot be
+//             Logger     drops what another thread has inserted since the flush into the standard error or a file of
+//                        the Logger's: it is the parent's to write; a new mutex, since a recursive one cannot be
 //                        unlocked under another thread id
 //             qvpost     puts back the dispositions and the mask that it was started with
 //
