@@ -36,7 +36,7 @@ std::ostream& LogWrite(std::ostream& out, const Pieces&... pieces) {
     try {
         (out << ... << pieces);
     } catch (const std::exception&) {
-        return out;
+        // The state of the stream shows it.
     }
     return out;
 }

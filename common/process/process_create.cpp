@@ -59,7 +59,7 @@ int ProcessCreateReporting([[maybe_unused]] const char* command, const char* con
     ProcessSetPriority(level);
     ProcessExec(parameters[0], parameters + 1, environment);
     const int failed = errno;
-    while (write(report, &failed, sizeof failed) == -1 && errno == EINTR) continue;  // nobody hears it on -1
+    while (write(report, &failed, sizeof failed) == -1 && errno == EINTR) continue;  // fails on -1
     ProcessExit(failed);
 }
 

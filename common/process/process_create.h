@@ -25,10 +25,10 @@ enum { ProcessPriorityLowest = 100, ProcessPriorityNormal, ProcessPriorityHigh, 
 int ProcessCreate(const char* command, const char* const* parameters, const char* const* environment, int input,
                   int output, int error, int level, int keepIds);
 
-/// ProcessCreate, and word of whether the program was executed: report is a descriptor (the writing end of a pipe, say,
-/// above 2 and close-on-exec) into which the child writes the error number, an int in the machine's order, when its
-/// program can't be executed; execution closes it. Whoever reads at the other end, with no copy of report open any
-/// more, gets the number, or the end of the file as soon as the program runs. -1 stands for none.
+/// ProcessCreate that reports whether the program was executed. report is a descriptor above 2 that is close-on-exec,
+/// such as the writing end of a pipe, or -1 for none. The child writes the error number into it, an int in the
+/// machine's order, when its program cannot be executed; execution closes it. Once the caller has closed its copy, a
+/// read at the other end gives that number, or the end of the file as soon as the program runs.
 int ProcessCreateReporting(const char* command, const char* const* parameters, const char* const* environment,
                            int input, int output, int error, int level, int keepIds, int report);
 
@@ -37,14 +37,14 @@ int ProcessCreateReporting(const char* command, const char* const* parameters, c
 //
 //   before    qvpost     blocks its signals: none of its handlers may run in the child (post/interrupts.cpp)
 //             Logger     takes Logger::mutex_, whose holder would not be in the child, and flushes the three streams of
-//                        logger_ (logger.cpp)
+//                        logger_, which waits where the standard error is full (logger.cpp)
 //             clock      takes the lock around the C library's time zone, for the same reason (time_text.cpp)
 //   parent    all of it back, in the opposite order
 //   child     clock      frees the time zone's lock
 //             prefix     forgets the ids of the process and the thread (log_direct.cpp)
-//             Logger     drops what another thread has inserted since the flush into the standard error or a file of
-//                        the Logger's: it is the parent's to write; a new mutex, since a recursive one cannot be
-//                        unlocked under another thread id
+//             Logger     drops what another thread has inserted since the flush, on the standard error and in its
+//                        files: it is the parent's to write; a new mutex, since a recursive one cannot be unlocked
+//                        under another thread id
 //             qvpost     puts back the dispositions and the mask that it was started with
 //
 // ProcessCreate then silences the child's log and sets ids, streams and priority. Where the program cannot be executed,
