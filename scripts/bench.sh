@@ -1,5 +1,7 @@
 #!/bin/bash
-# Builds the benchmarks, runs them, prints one table and draws the plot of docs/performance.md: scripts/bench.sh [--quick]
+# Builds the benchmarks, runs them, prints one table and draws the plot of docs/performance.md.
+#
+#   scripts/bench.sh [--quick]
 #
 # --quick does a tenth of the work, for a first look; its plot goes to the build directory. QVPOST_BENCH_DIR names the
 # directory for the files to replace (/dev/shm).
