@@ -139,11 +139,9 @@ package() {
     inside sh -eu scripts/try-update.sh
 
     say "The example of the library"
-    inside sh -euc 'cd /tmp; cp -r /usr/share/doc/libqvcommon-dev/examples .
-        cmake -S examples/library -B build >/dev/null; cmake --build build
-        find build -maxdepth 1 -type f -perm -100 | while read -r program; do "./$program" || exit 1; done
-        printf "#include \"common/log/logger.h\"\nint main() { Log() << \"Found by pkg-config.\\n\"; }\n" >one.cpp
-        g++ -std=c++20 one.cpp $(pkg-config --cflags --libs qvcommon) -o one; ./one'
+    inside sh -euc 'cd /tmp; cp -r /usr/share/doc/libqvcommon-dev/examples/library .
+        cmake -S library -B build >/dev/null; cmake --build build; build/qvcommon-example example.log
+        g++ -std=c++20 library/main.cpp $(pkg-config --cflags --libs qvcommon) -o example; ./example example.log'
 
     rm -rf "$root"/tmp/*
     quietly inside apt-get -q purge -y qvpost libqvcommon-dev
