@@ -1,6 +1,6 @@
 """sweep.py FUNCTION: in each scenario every call of a function that a run makes fails in turn, and the run is killed at
-each of them; after each the installation and what everybody was told are checked. The exceptions carry the names that
-docs/reliability.md gives them."""
+each of them. After each run the files, the exit code, the log and what the client received are checked. The exceptions
+bear the names that docs/reliability.md gives them."""
 
 import errno
 import itertools
@@ -96,7 +96,7 @@ class Run:
             assert self.left <= may_stay, f"{self.left} descriptors or blocks of new[] are left."
             self.check_code()
             self.check_what_client_was_told()
-            if "Updating files" in self.log and function != "unlink":
+            if "Updating files" in self.log and function != "unlink":  # list-untouched, list-kept
                 assert not (self.installation.root / "list").exists(), "The list is left."
 
     def check_line(self, name):
