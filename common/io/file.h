@@ -12,7 +12,7 @@
 #include "common/util/large_types.h"
 #include "common/util/path_text.h"  // FileJoinPath
 
-/// stat(2): 1 the file exists, *record is filled; 0 it doesn't (ENOENT, so a dangling link too); -1 any other failure.
+/// stat(2): 1 the file exists, *record is filled; 0 it does not (ENOENT, so a dangling link too); -1 any other failure.
 int FileStat(const char* path, struct stat* record);
 int FileStatEntity(const char* directory, const char* name, struct stat* record);
 int FileIsEntity(const char* directory, const char* name);
@@ -21,7 +21,7 @@ int FileIsEntity(const char* directory, const char* name);
 int FileIsDirectory(const char* directory, const char* name);
 int FileIsRegular(const char* directory, const char* name);
 
-/// The size of a regular file in bytes; 0 also when it is missing; -1 with errno, EINVAL when it isn't a regular file.
+/// The size of a regular file in bytes; 0 also when it is missing; -1 with errno, EINVAL when it is not a regular file.
 int64_t FileGetSize(const char* directory, const char* name);
 
 /// 1 when access(2) grants mode (R_OK, W_OK, X_OK, F_OK), which it judges by the real ids; else 0 with errno.

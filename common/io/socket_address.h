@@ -1,6 +1,6 @@
 // Names, IPv4 addresses and the two ends of a socket. An address is a 32-bit number in network byte order. Failures are
 // written on the ordinary stream and again on the level stream. Linking the look-ups pulls in the system resolver,
-// which a fully static program can't serve.
+// which a fully static program cannot serve.
 //
 // An operation that fails leaves in errno what its entry says, or the number of the call that failed. The resolver and
 // getnameinfo(3) may fail without one: errno then means nothing and may be 0. The log lines of a failed look-up show
@@ -16,15 +16,15 @@
 #include <cstdint>
 
 /// The address of a host name or dotted text, by gethostbyname(3), then inet_addr(3). 0 with errno EADDRNOTAVAIL and
-/// four log lines when it can't be resolved; without a line for a null or empty name.
+/// four log lines when it cannot be resolved; without a line for a null or empty name.
 uint32_t SocketResolveAddress(const char* name);
 
 /// The official name of the host with a dotted address, in the resolver's storage. Null after two log lines for a text
-/// that isn't an address (null, and 255.255.255.255 which inet_addr can't tell from an error), after four when it has
+/// that is not an address (null, and 255.255.255.255 which inet_addr cannot tell from an error), after four when it has
 /// no name.
 const char* SocketResolveName(const char* text);
 
-/// SocketFormatAddress of SocketResolveAddress, with its lines and errno: "0.0.0.0" when the name can't be resolved.
+/// SocketFormatAddress of SocketResolveAddress, with its lines and errno: "0.0.0.0" when the name cannot be resolved.
 const char* SocketResolveText(const char* name);
 
 /// The dotted text of an address, in a buffer of this function's own that all threads share.

@@ -1,6 +1,6 @@
 // Modes of descriptors, options of sockets, and byte counts. No state; any thread may call. descriptor is never closed.
 //
-// Setters return 1 when the option is set; 0, without a call or a line, when the system doesn't have it
+// Setters return 1 when the option is set; 0, without a call or a line, when the system does not have it
 // (SocketSystemSupport is below the level named here; so do all of them that need a level before SocketSystemInit); -1
 // with errno on failure. A failure is written on the ordinary stream and again on the level stream, unless an entry
 // says that it is silent. On is 1 and off is 0; every other value goes to the system unchanged too.

@@ -40,7 +40,7 @@ private:
     const bool wanted_;
 };
 
-// No process is copied while another thread holds the mutex, for that thread isn't in the copy: the child would wait
+// No process is copied while another thread holds the mutex, for that thread is not in the copy: the child would wait
 // for it for ever. A cancelled thread must not leave fork with the mutex.
 void BeforeFork() {
     LockIfAlive();
@@ -48,7 +48,7 @@ void BeforeFork() {
     logger_.FlushAll();
 }
 
-// What another thread has inserted since the flush is the parent's to write. A recursive mutex can't be unlocked in the
+// The parent writes what another thread has inserted since the flush. A recursive mutex cannot be unlocked in the
 // child, where the thread has another id; it gets a new one.
 void InChild() {
     for (const std::ostream* out : {logger_.logStream_, logger_.errorStream_, logger_.auxStream_}) {

@@ -1,5 +1,5 @@
 // Users and groups, and the process's view of the names around it. Any thread may call; the look-ups use reentrant
-// system calls. Linking these pulls in the user database, which a fully static program can't serve.
+// system calls. Linking these pulls in the user database, which a fully static program cannot serve.
 #pragma once
 #include <grp.h>
 #include <pwd.h>
@@ -24,13 +24,13 @@ int ProcessUserNameById(char** name, uid_t id);
 int ProcessGroupNameById(char** name, gid_t id);
 
 /// The value of the environment variable HOSTNAME when it is set, even an empty one, else "localhost". Not to be freed;
-/// valid until that variable changes. The system isn't asked.
+/// valid until that variable changes. The system is not asked.
 const char* ProcessHostName();
 
 /// "localhost".
 const char* ProcessDefaultHostName();
 
-/// 1 for exactly (in lower case) "localhost", "localhost.localdomain" and "127.0.0.1", else 0. name isn't null.
+/// 1 for exactly (in lower case) "localhost", "localhost.localdomain" and "127.0.0.1", else 0. name is not null.
 int ProcessIsLocalHost(const char* name);
 
 /// The first of TEMP, TMP (environment variables, set and not empty) and "/tmp". Not to be freed; valid until they
@@ -39,6 +39,6 @@ const char* ProcessTempDirectory();
 
 /// A name for a temporary file, "<directory>/<prefix><digits>", in a malloc block that the caller frees with free(3). A
 /// null directory stands for ProcessTempDirectory, an empty one for none (with a log line); a null prefix for "T-".
-/// Prefix and digits are cut at 1023 bytes. No file is made and none looked for: the name isn't a safe one in a
+/// Prefix and digits are cut at 1023 bytes. No file is made and none looked for: the name is not a safe one in a
 /// directory that others write to. Null with errno ENOMEM without memory, after two log lines.
 char* ProcessTempName(const char* directory, const char* prefix);

@@ -70,7 +70,7 @@ int ProcessFork() {
     do {
         pid = fork();
     } while (pid == -1 && errno == EINTR);
-    if (pid != 0) pthread_setcancelstate(cancelState, nullptr);  // the child isn't the thread that was cancelled
+    if (pid != 0) pthread_setcancelstate(cancelState, nullptr);  // the child is not the thread that was cancelled
     return pid;
 }
 

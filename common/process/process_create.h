@@ -50,7 +50,7 @@ int ProcessCreateReporting(const char* command, const char* const* parameters, c
 // ProcessCreate then silences the child's log and sets ids, streams and priority. Where the program cannot be executed,
 // the child ends by exit, not _exit: what a preloaded library or a sanitizer does at the end of a process is done.
 // Static destructors run, also that of the Logger, which deletes the streams that the application gave it. What waits
-// in other streams of the application is written a second time: flush them before.
+// in other streams and Logger objects of the application is written a second time: flush them before.
 
 /// fork(2) with the work above: the child's id in the parent, 0 in the child, silently -1 with errno. A fork that a
 /// signal interrupted is repeated. The log is usable in the child; locks of other kinds that other threads hold stay

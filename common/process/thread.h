@@ -34,8 +34,8 @@ int ThreadStop(pthread_t handle);
 /// Ends the calling thread with a value for ThreadJoin. Objects on its stack are destroyed.
 [[noreturn]] void ThreadExit(void* value);
 
-/// Sets how the calling thread is cancelled. 0, or an error number, which isn't left in errno: EINVAL, with a log line,
-/// for a type that isn't one.
+/// Sets how the calling thread is cancelled. 0, or an error number, which does not go to errno: EINVAL, with a log
+/// line, for a type that is not one.
 int ThreadSetCancelType(int type);
 int ThreadSetCancelAsynchronous();
 
