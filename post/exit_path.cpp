@@ -69,10 +69,12 @@ void NotifyClient(int error) {
         Line() << "PostMain: No client to start.\n";
     }
     PostMainFreeUpdates();
-    PostMainJoinProgress();
+    if (!notifies) PostMainJoinProgress();
     Leave();
 }
 
+// The verdict is fixed here. The exit code is read last: the progress client may still fail, which changes nothing
+// else.
 [[noreturn]] void EndSuccess(bool progressClientRuns) { Finish(postData_.client != nullptr && !progressClientRuns, 0); }
 
 [[noreturn]] void EndFailure(bool progressClientRuns) {

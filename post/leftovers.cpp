@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <memory>
@@ -11,12 +12,11 @@
 
 // Some file systems ignore the case of names. Empty for a name that is not ASCII: which of those are equal differs.
 static std::string Key(const char* name) {
-    std::string key(name);
-    for (char& character : key) {
-        if (isascii(static_cast<unsigned char>(character)) == 0) return {};
-        character = static_cast<char>(tolower(character));
+    std::string key;
+    for (; isascii(static_cast<unsigned char>(*name)) != 0 && *name != '\0'; ++name) {
+        key += static_cast<char>(tolower(*name));
     }
-    return key;
+    return *name == '\0' ? key : "";
 }
 
 void Leftovers::Directory::Add(const char* name) {
@@ -24,8 +24,7 @@ void Leftovers::Directory::Add(const char* name) {
     if (key.empty()) isKnown = false;
     static_assert(kUpdateClearedVariants == 9);
     if (!key.empty() && key.back() >= '1' && key.back() <= '9') key.pop_back();
-    if (!key.ends_with(kUpdateBackupSuffix)) return;
-    doubtful.insert(key.substr(0, key.rfind('.')));
+    if (key.ends_with(kUpdateBackupSuffix)) doubtful.insert(key.substr(0, key.rfind('.')));
 }
 
 Leftovers::Directory* Leftovers::Find(const char* file) {
@@ -40,7 +39,7 @@ Leftovers::Directory* Leftovers::Find(const char* file) {
     }
     const auto [place, isUnread] = directories_.try_emplace({record.st_dev, record.st_ino});
     Directory& directory = place->second;
-    if (isUnread && record.st_size <= 65536) {
+    if (isUnread && record.st_size <= std::max<off_t>(largest_, 65536)) {
         directory.isKnown = true;
         for (errno = 0; const dirent* entry = readdir(names.get()); errno = 0) {
             if (entry->d_type != DT_REG) directory.doubtful.insert(Key(entry->d_name));
@@ -53,9 +52,8 @@ Leftovers::Directory* Leftovers::Find(const char* file) {
 
 bool Leftovers::NoneBeside(const char* destination) {
     const Directory* directory = knowsNothing_ ? nullptr : Find(destination);
-    if (directory == nullptr || !directory->isKnown) return false;
     const std::string name = Key(Basename(destination));
-    return !name.empty() && !directory->doubtful.contains(name);
+    return directory != nullptr && directory->isKnown && !name.empty() && !directory->doubtful.contains(name);
 }
 
 void Leftovers::Moves(const char* destination, const char* backup, bool asked) {

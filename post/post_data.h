@@ -10,7 +10,8 @@
 #include "post/update_line.h"
 
 /// What the run was asked to do and how far it got. The texts are owned strings. It belongs to the main thread, except:
-/// - error and action are written by Outcome::Fail (outcome.h) under its guard, on either thread;
+/// - error and action are written by Outcome::Fail (outcome.h) under its lock, on either thread, until one ends the
+/// run;
 /// - the progress thread reads client, startup and interactive before it lets the main thread go on;
 /// - a progress thread that ends the run owns all of it, from when the main thread rests.
 struct PostData {

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <string>
 
@@ -70,11 +71,10 @@ void PostMainStartProgress() {
 }
 
 void PostMainWaitIfClientHungUp() {
-    constexpr uint32_t kPoll = 10, kLimit = 1000;  // milliseconds
     if (progressData_.thread == ProgressData::kNone || !PostMainHasClientHungUp()) return;
-    for (uint32_t waited = 0; clientStage == Running && waited < kLimit && PostMainPendingSignal() == 0;
-         waited += kPoll) {
-        ProcessSleep(kPoll);
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    while (clientStage == Running && PostMainPendingSignal() == 0 && std::chrono::steady_clock::now() < limit) {
+        ProcessSleep(10);
     }
     if (clientStage == Failed) outcome_.StandAside();
 }

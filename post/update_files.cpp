@@ -137,7 +137,9 @@ int ApplyLine(char* line, Leftovers* leftovers) {
 
 int ApplyLines(FILE* list) {
     char line[kUpdateLineSize];
-    Leftovers leftovers;
+    struct stat record = {};  // the size stays 0 where it is not known
+    fstat(fileno(list), &record);
+    Leftovers leftovers(record.st_size);
     for (;;) {
         if (PostMainPendingSignal() != 0) return PostMainReportSignal();
         errno = 0;

@@ -3,11 +3,13 @@
 // Setters return 1 when the option is set; 0, without a call or a line, when the system does not have it
 // (SocketSystemSupport is below the level named here; so do all of them that need a level before SocketSystemInit); -1
 // with errno on failure. A failure is written on the ordinary stream and again on the level stream, unless an entry
-// says that it is silent. On is 1 and off is 0; every other value goes to the system unchanged too.
+// says that it is silent. On is 1 and off is 0; where an entry does not say otherwise,
+// every other value goes to the system unchanged.
 // SocketSystemInit is in socket_system.h.
 #pragma once
 
-/// O_NONBLOCK of the status flags (fcntl(2)). One call when the mode already is 0 or 1 as value says, else two.
+/// O_NONBLOCK of the status flags (fcntl(2)). Any value but 0 is on. One call when the mode already is 0 or 1 as value
+/// says, else two.
 int SocketSetNonBlocking(int descriptor, int value);
 
 /// The whole descriptor-flags word: 1 (FD_CLOEXEC) keeps the descriptor from programs that are executed, 0 clears that.

@@ -1,9 +1,9 @@
 // What the log does with a stream. For this directory only.
 #pragma once
+#include <cxxabi.h>
 #include <stdio_ext.h>
 
 #include <cstdio>
-#include <exception>
 #include <ostream>
 #include <streambuf>
 

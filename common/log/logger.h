@@ -5,8 +5,9 @@
 //
 // Ordinary lines (Log) begin with a time stamp, level lines (Error, Warning, Info, Session) with a word. Both go to the
 // standard error unless the application redirects them. No entry reports a failure, throws or changes errno. A stream
-// in the failed state swallows the text of every later line until its owner clears it. A failed write, a null text
-// (write StringOrNil instead) and the cancellation of a thread in the middle of a line put it into that state.
+// in the failed state swallows the text of every later line until its owner clears it. A null text
+// (write StringOrNil instead), a write that fails and the cancellation of a thread in the middle of a line put it into
+// that state; the standard error only loses the line whose last write fails.
 //
 // Linking this makes the standard error line-buffered: a prompt without a newline waits until it is flushed.
 // std::ios::sync_with_stdio(false) gives std::clog a buffer of its own, which is neither line-buffered nor locked.

@@ -41,12 +41,12 @@ int ProcessCreate(const char* command, const char* const* parameters, const char
 int ProcessCreateReporting([[maybe_unused]] const char* command, const char* const* parameters,
                            const char* const* environment, int input, int output, int error, int level, int keepIds,
                            int report) {
+    const CancelBlock block;  // a caller that is cancelled gets the process id all the same
     if (parameters[0] == nullptr || parameters[1] == nullptr) {
         Log() << "Process: WARNING! Invalid number of parameters in process creation.\n";
         errno = EINVAL;
         return -1;
     }
-    const CancelBlock block;  // a caller that is cancelled gets the process id all the same
     const int pid = ProcessFork();
     if (pid == -1) return LogFailedCall(kWarning, "Function fork() failed");
     if (pid != 0) return pid;

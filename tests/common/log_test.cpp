@@ -14,6 +14,7 @@
 #include "common/log/report.h"
 #include "common/process/process_create.h"
 #include "common/process/thread.h"
+#include "post/run_log.h"
 #include "tests/common/failing_calls.h"
 
 constexpr std::ostream& (*kEntries[])() = {Log,     LogContinue, LogSession,      LogError,       LogWarning,
@@ -34,6 +35,12 @@ TEST(Logger, ModeChoosesTheLines) {
     logger_.nullStream_->clear();
     SHOW(Log(), logger_.nullStream_->good());                       // = 1
     SHOW((logger_.mode_ = 2, Log()), logger_.nullStream_->good());  // = 0
+}
+
+TEST(Logger, AFailedStreamIsSilentUntilALineOfTheRunClearsIt) {
+    std::clog.setstate(std::ios::failbit);
+    SHOW(WriteThroughAll());                         // =
+    SHOW(static_cast<void>(Line() << "written\n"));  // = | @ written
 }
 
 TEST(Logger, LinesBeginAsIfNothingWasLeftBehind) {

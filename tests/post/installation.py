@@ -56,7 +56,7 @@ class Installation:
     def write(self, name, text):
         (self.root / name).write_text(text)
 
-    def start(self, given, stderr=None):
+    def start(self, given):
         """Starts the program as a row of runs.txt says."""
         self.write("list", expand(given.get("list", "{one}{two}")).replace("\\n", "\n"))
         environment = os.environ | {"PLAN": given.get("plan", ""), "FAULT": given.get("fault", "none 0 0")}
@@ -72,7 +72,7 @@ class Installation:
                 cwd=self.root,
                 env=environment,
                 stdout=subprocess.PIPE,
-                stderr=stderr or log,
+                stderr=log,
                 start_new_session=True,
             )
 

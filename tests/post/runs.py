@@ -1,7 +1,6 @@
 """Runs of the program, each a test: runs.py NAME, the name of a row of runs.txt or of a function below."""
 
 import errno
-import fcntl
 import itertools
 import os
 import re
@@ -79,23 +78,6 @@ def check_directories(fault):
         found = re.findall(f"removed leftover '{root}/(.*)'", installation.log())
         assert found == removed.split(), (fault, found)
         assert installation.read("app/d/9") == sources[-3]
-
-
-def a_full_log_recovers():
-    """Lines that find no room are lost; later lines are written again."""
-    with Installation() as installation:
-        os.mkfifo(installation.root / "pipe")
-        pipe = os.open(installation.root / "pipe", os.O_RDWR | os.O_NONBLOCK)
-        os.write(pipe, bytes(fcntl.fcntl(pipe, fcntl.F_GETPIPE_SZ)))
-        installation.start({"options": "-s bin/server -f list", "plan": "--shutdown room yes"}, stderr=pipe)
-        while "--shutdown" not in installation.calls():
-            assert installation.run.poll() is None
-        os.read(pipe, fcntl.fcntl(pipe, fcntl.F_GETPIPE_SZ))
-        installation.write("room", "yes")
-        assert installation.wait() == 0
-        log = os.read(pipe, 65536).decode()
-        os.close(pipe)
-        assert "Closing 'list' with 2 files updated" in log, log
 
 
 def a_directory_is_read_once():
