@@ -1,5 +1,4 @@
 // qvpost-list: makes, checks and recovers an update.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -7,6 +6,7 @@
 #include <iostream>
 #include <new>
 
+#include "common/io/standard_streams.h"
 #include "common/util/option_parser.h"
 #include "list/commands.h"
 
@@ -62,10 +62,7 @@ Status Run(const Command& command, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // A standard stream that is closed would be given to the list, and messages written into it.
-    int descriptor;
-    while ((descriptor = open("/dev/null", O_RDWR | O_CLOEXEC)) >= 0 && descriptor <= STDERR_FILENO) continue;
-    if (descriptor != -1) close(descriptor);
+    SanitizeStandardStreams();
     // A reader that goes, or a limit of sizes, is an error of a write and no reason to stop.
     for (const int number : {SIGPIPE, SIGXFSZ}) signal(number, SIG_IGN);
     static char buffer[65536];
