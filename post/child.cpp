@@ -38,26 +38,15 @@ const ChildKind kSetupScript{.starting = "Starting server script",
                                           {"wait for server", "BK"},  // Can't wait for server '…' in context [BK].
                                           {"server", "BL"}}};  // Failure reported by server '…' in context [BL].
 
-const ChildKind kProgressClient{
-    .starting = "Starting client",
-    .waiting = "client",
-    .subject = "Client",
-    .showsVector = true,
-    .action = nullptr,
-    .failures = {{"start client", "AM"},          // Can't start client '…' in context [AM].
-                 {"wait for client", "AN"},       // Can't wait for client '…' in context [AN].
-                 {"complete update in", "AO"}}};  // Failure reported by complete update in '…' in context [AO].
-
-// Its failures have no "in" before "context".
-const ChildKind kOutcomeClient{
-    .starting = "Starting client",
-    .waiting = "client",
-    .subject = "Client",
-    .showsVector = true,
-    .action = nullptr,
-    .failures = {{"start client", "AM"},          // Can't start client '…' context [AM].
-                 {"wait for client", "AN"},       // Can't wait for client '…' context [AN].
-                 {"complete update in", "AO"}}};  // Can't complete update in '…' context [AO].
+// The exit path words the failures of its own client differently.
+const ChildKind kClient{.starting = "Starting client",
+                        .waiting = "client",
+                        .subject = "Client",
+                        .showsVector = true,
+                        .action = nullptr,
+                        .failures = {{"start client", "AM"},          // Can't start client '…' in context [AM].
+                                     {"wait for client", "AN"},       // Can't wait for client '…' in context [AN].
+                                     {"complete update in", "AO"}}};  // Failure reported by complete update in '…' …
 
 namespace {
 

@@ -19,7 +19,7 @@ public:
     const char* Program() const { return slots_.front(); }
 
 private:
-    std::array<const char*, 12> slots_ = {};  // the longest vector, a client that is told of a failure, takes ten
+    std::array<const char*, 12> slots_ = {};  // the longest vector, of a client notified of a failure, takes ten
     size_t count_ = 0;
 };
 
@@ -45,8 +45,8 @@ struct ChildKind {
     FailureWords failures[3];  ///< in the order of ChildEnd
 };
 
-/// The client is started in two ways: beside the update, and at its end to be told the outcome.
-extern const ChildKind kServerStop, kServerStart, kSetupScript, kProgressClient, kOutcomeClient;
+/// The client is started in two ways: beside the update to follow it, and at its end with the outcome.
+extern const ChildKind kServerStop, kServerStart, kSetupScript, kClient;
 
 /// Starts a child: its pid, or -1 with errno.
 int PostMainStartChild(const ChildKind& kind, const ChildVector& vector);

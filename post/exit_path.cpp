@@ -7,6 +7,7 @@
 #include "common/process/process_control.h"
 #include "common/util/string_owned.h"
 #include "post/interrupts.h"
+#include "post/outcome.h"
 #include "post/post_data.h"
 #include "post/progress.h"
 #include "post/run_log.h"
@@ -21,27 +22,20 @@ bool ProgressClientStarted() {
     return progressData_.clientPid != -1;
 }
 
-// The report of the failure that was recorded last, between two pieces of its words.
-void Report(const char* opening, const char* what, const char* name, const char* joint, const char* code)
-    QV_GIVES_BACK(outcome_.mutex_) {
-    LogFailure(outcome_.Failing(), opening, what, " '", StringOrNil(name), "'", joint, "context [", code, "]");
-    outcome_.Reported();
-}
-
 // Where a dialogue of the operating system will be shown; for now a log line.
 void PostMainShowDialog() { Line() << "PostMain: WARNING! Should now display an operating system dialog.\n"; }
 
-// The failure of the client that the exit path itself started.
-[[noreturn]] void PostMainClientFailure(const char* what, const char* name, const char* code)
-    QV_GIVES_BACK(outcome_.mutex_) {
-    Report("Can't ", what, name, " ", code);
+// The failure of the client that the exit path itself started. No other thread works any more.
+[[noreturn]] void PostMainClientFailure(int error, const char* what, const char* name, const char* code) {
+    postData_.error = error;
+    LogFailure(error, "Can't ", what, " '", name, "' context [", code, "]");  // no "in" before "context"
     PostMainRollBack();
     PostMainShowDialog();
     PostMainFreeUpdates();
     ProcessExit(postData_.error);
 }
 
-// The arguments that tell a client the outcome. errorText is that of the error and must live as long as the vector.
+// The arguments that notify a client of the outcome. errorText must live as long as the vector.
 ChildVector OutcomeVector(int error, const char* errorText) {
     ChildVector vector(postData_.client);
     if (error == 0) {
@@ -55,76 +49,70 @@ ChildVector OutcomeVector(int error, const char* errorText) {
     return vector;
 }
 
-[[noreturn]] void TellClient(int error) {
+void NotifyClient(int error) {
     const std::string errorText = std::to_string(error);
-    const ChildKind& kind = kOutcomeClient;
-    const ChildOutcome outcome = PostMainRunChild(kind, OutcomeVector(error, errorText.c_str()));
-    if (outcome.error == 0) {
-        PostMainFreeUpdates();
-        ProcessExit(postData_.error);
+    const ChildOutcome outcome = PostMainRunChild(kClient, OutcomeVector(error, errorText.c_str()));
+    if (outcome.error == 0) return;
+    const FailureWords& words = kClient.failures[outcome.end];
+    PostMainClientFailure(outcome.error, words.what, postData_.client, words.code);
+}
+
+[[noreturn]] void Finish(bool notifies, int error) {
+    if (notifies) {
+        NotifyClient(error);
+    } else {
+        Line() << "PostMain: No client to start.\n";
     }
-    outcome_.Fail(kind.action, outcome.error);
-    const FailureWords& words = kind.failures[outcome.end];
-    PostMainClientFailure(words.what, postData_.client, words.code);
+    PostMainFreeUpdates();
+    PostMainJoinProgress();
+    ProcessExit(postData_.error);
+}
+
+[[noreturn]] void EndSuccess(bool progressClientRuns) { Finish(postData_.client != nullptr && !progressClientRuns, 0); }
+
+[[noreturn]] void EndFailure(bool progressClientRuns) {
+    if (progressClientRuns) PostMainWriteProgress(-abs(postData_.error));
+    PostMainJoinProgress();
+    PostMainRollBack();
+    Finish(postData_.client != nullptr, postData_.error);  // of its client too, which has ended by now
 }
 
 }  // namespace
 
 void PostMainExit() {
-    outcome_.EndRun();
-    const bool clientRuns = ProgressClientStarted();
-    // Up to the join the progress thread may record its client's failure. Each decision is made on one value.
-    int error = outcome_.Error();
-    if (error != 0) {
-        if (clientRuns) PostMainWriteProgress(-abs(error));
-        if (progressData_.thread != ProgressData::kNone) {
-            PostMainJoinProgress();
-            error = outcome_.Error();
-        }
-        PostMainRollBack();
-    }
-    if (postData_.client == nullptr || (clientRuns && error == 0)) {
-        Line() << "PostMain: No client to start.\n";
-        PostMainFreeUpdates();
-        PostMainJoinProgress();
-        ProcessExit(postData_.error);
-    }
-    TellClient(error);
+    if (!outcome_.Claim()) outcome_.StandAside();
+    outcome_.AwaitMainThread();
+    const bool progressClientRuns = ProgressClientStarted();
+    if (outcome_.IsCommitted()) EndSuccess(progressClientRuns);
+    EndFailure(progressClientRuns);
 }
 
 void PostMainExitFailed(const char* action, int error) {
-    outcome_.Fail(action, error);
-    outcome_.Reported();
+    outcome_.Fail(action, error, [] {});
     PostMainExit();
 }
 
-void PostMainReportFailure(const char* what, const char* name, const char* code) {
-    Report("Can't ", what, name, " in ", code);
+void PostMainReportFailure(const char* action, int error, const char* what, const char* name, const char* code) {
+    outcome_.Fail(action, error, [&] { LogFailure(error, "Can't ", what, " '", name, "' in context [", code, "]"); });
     PostMainExit();
 }
 
-void PostMainReportChildFailure(const char* what, const char* name, const char* code) {
-    Report("Failure reported by ", what, name, " in ", code);
+void PostMainReportChildFailure(const char* action, int error, const char* what, const char* name, const char* code) {
+    outcome_.Fail(action, error,
+                  [&] { LogFailure(error, "Failure reported by ", what, " '", name, "' in context [", code, "]"); });
     PostMainExit();
-}
-
-void PostMainReportChild(const ChildKind& kind, const char* name, ChildEnd end) {
-    const FailureWords& words = kind.failures[end];
-    if (end == Exited) PostMainReportChildFailure(words.what, name, words.code);
-    PostMainReportFailure(words.what, name, words.code);
 }
 
 void PostMainExitIfFailed(const ChildKind& kind, const char* name, const ChildOutcome& outcome) {
     if (outcome.error == 0) return;
-    outcome_.Fail(kind.action, outcome.error);
-    PostMainReportChild(kind, name, outcome.end);
+    const auto report = outcome.end == Exited ? PostMainReportChildFailure : PostMainReportFailure;
+    const FailureWords& words = kind.failures[outcome.end];
+    report(kind.action, outcome.error, words.what, name, words.code);
 }
 
 void PostMainExitIfAsked() {
-    outcome_.RestIfTaken();
-    if (PostMainInterruption() == 0) return;
-    outcome_.Fail(kDefaultAction, EINTR);
-    PostMainReportInterruption();
-    outcome_.Reported();
+    if (outcome_.IsTaken()) outcome_.StandAside();
+    if (PostMainPendingSignal() == 0) return;
+    outcome_.Fail(kDefaultAction, EINTR, [] { PostMainReportSignal(); });
     PostMainExit();
 }

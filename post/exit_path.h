@@ -1,33 +1,28 @@
-// The end of every run, and the reports that lead there. Which thread takes the exit path, and what becomes of the
-// other one, is in outcome.h.
+// The end of every run, and the reports that lead there. Which thread takes the exit path, and what the other one does,
+// is in outcome.h.
 #pragma once
-#include "common/util/guarded.h"
 #include "post/child.h"
-#include "post/outcome.h"
 
-/// Rolls back if the run failed, tells the client the outcome, deletes the backups if it succeeded, and ends the
+/// Rolls back if the run failed, notifies the client of the outcome, deletes the backups if it succeeded, and ends the
 /// process with PostData::error.
 [[noreturn]] void PostMainExit();
 
-/// A failure that the log has words for already: records it and takes the exit path.
+/// Records a failure that the log has words for already, and takes the exit path. A null action leaves that of the
+/// record.
 [[noreturn]] void PostMainExitFailed(const char* action, int error);
 
-/// The reports of a failure that was recorded (Outcome::Fail): two level lines, the second with its error, and the exit
-/// path. An operation that could not be done: "Can't <what> '<name>' in context [<code>]."
-[[noreturn]] void PostMainReportFailure(const char* what, const char* name, const char* code)
-    QV_GIVES_BACK(outcome_.mutex_);
+/// Records a failure, writes its report and takes the exit path. An operation that could not be done: "Can't <what>
+/// '<name>' in context [<code>]."
+[[noreturn]] void PostMainReportFailure(const char* action, int error, const char* what, const char* name,
+                                        const char* code);
 
 /// A child that ended badly: "Failure reported by <what> '<name>' in context [<code>]."
-[[noreturn]] void PostMainReportChildFailure(const char* what, const char* name, const char* code)
-    QV_GIVES_BACK(outcome_.mutex_);
+[[noreturn]] void PostMainReportChildFailure(const char* action, int error, const char* what, const char* name,
+                                             const char* code);
 
-/// The one of the two that says how a child failed.
-[[noreturn]] void PostMainReportChild(const ChildKind& kind, const char* name, ChildEnd end)
-    QV_GIVES_BACK(outcome_.mutex_);
-
-/// Returns when the child ended well; else records and reports its failure.
+/// Returns when the child ended well; else reports its failure.
 void PostMainExitIfFailed(const ChildKind& kind, const char* name, const ChildOutcome& outcome);
 
-/// For the main thread, after each phase and where one waits: returns when the run goes on, that is, when neither the
-/// progress thread ends it nor a signal asked for its end.
+/// For the main thread, after each phase and in each wait: returns when the run continues, that is, when neither the
+/// progress thread ends it nor a signal has requested its end.
 void PostMainExitIfAsked();

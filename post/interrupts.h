@@ -5,10 +5,10 @@
 /// Installs the handlers, each only where the disposition was the default. Children start with the dispositions and the
 /// mask that this process was started with. A SIGCHLD that was ignored is set to its default, since no child could be
 /// judged.
-void PostMainTameSignals();
+void PostMainInstallSignalHandlers();
 
-/// The signal that asks for the end of the run, 0 when there is none.
-int PostMainInterruption();
+/// The signal that requested the end of the run, or 0.
+int PostMainPendingSignal();
 
-/// Writes the line about that signal and returns the error code of a run that it ends, 4 (EINTR).
-int PostMainReportInterruption();
+/// Writes the line about that signal. Returns the error code of the run that it ends, EINTR.
+int PostMainReportSignal();

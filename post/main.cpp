@@ -6,10 +6,12 @@
 #include "post/command_line.h"
 #include "post/exit_path.h"
 #include "post/interrupts.h"
+#include "post/outcome.h"
 #include "post/phases.h"
 #include "post/progress.h"
 #include "post/progress_thread.h"
 #include "post/run_log.h"
+#include "post/update_record.h"
 
 namespace {
 
@@ -22,36 +24,37 @@ void OccupyStandardStreams() {
     }
 }
 
-// From here on the update stands, whatever asks for its end or becomes of a client that is still there.
-void SettleSuccess() {
-    PostMainHearClient();
-    outcome_.SettleSuccess();
+// The update is committed: neither a signal nor the client can undo it.
+void CommitSuccess() {
+    PostMainWaitIfClientHungUp();
+    if (!outcome_.Commit()) outcome_.StandAside();
 }
 
 struct Phase {
     void (*run)();
-    void (*then)();  // whether the run goes on; neither returns otherwise
-    int told[2];     // the values that the client is told after it, 0 for none
+    void (*check)();  // returns when the run continues
+    int progress[2];  // the values that the client receives after it, 0 for none
 };
 
 constexpr Phase kPhases[] = {
     {PostMainFindServer, PostMainExitIfAsked, {}},         {PostMainWaitForUpdater, PostMainExitIfAsked, {}},
     {PostMainStopServer, PostMainExitIfAsked, {}},         {PostMainUpdateFiles, PostMainExitIfAsked, {}},
     {PostMainStartProgress, PostMainExitIfAsked, {1, 33}}, {PostMainRunSetupScript, PostMainExitIfAsked, {66}},
-    {PostMainStartServer, SettleSuccess, {100}},
+    {PostMainStartServer, CommitSuccess, {100}},
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
     OccupyStandardStreams();
-    PostMainTameSignals();
+    PostMainInstallSignalHandlers();
     Line() << "PostMain: Starting post application.\n";
     PostMainReadOptions(argc, argv);
+    PostMainHoldRecord();
     for (const Phase& phase : kPhases) {
         phase.run();
-        phase.then();
-        for (const int value : phase.told) {
+        phase.check();
+        for (const int value : phase.progress) {
             if (value != 0) PostMainWriteProgress(value);
         }
     }

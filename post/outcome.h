@@ -1,14 +1,11 @@
-// How the run comes out: the failure that decides, which thread ends the run, and whether its success is settled.
+// Which failure decides how the run ends, which thread ends it, and whether its success is committed.
 //
-// One thread ends the run: the first that records a failure, settles the success or enters the exit path. Then
-// - the main thread, when the other one ends the run, rests until the process has gone; a failure that it brings along
-//   is reported and otherwise forgotten;
-// - the progress thread, when the main thread ends the run, ends itself, so that it can be joined; a failure that it
-//   brings along is recorded, also after a success was settled: the process exits with it;
-// - the progress thread, when it ends the run itself, first waits until the main thread rests, and so never works on
-//   files beneath a running child.
-// From Fail to Reported the other thread can record nothing: the first context in the log is that of the failure that
-// decides.
+// One thread ends the run: the first that records a failure, commits the success or enters the exit path.
+// - When the progress thread ends the run, the main thread parks. A failure of the main thread is then reported and
+//   otherwise forgotten.
+// - When the main thread ends the run, the progress thread ends itself, so that it can be joined. A failure of its
+//   client is recorded, also after a committed success: the process exits with it.
+// - The progress thread ends a run only once the main thread has parked, and so never works beneath a running child.
 #pragma once
 #include <sys/types.h>
 
@@ -19,37 +16,41 @@
 
 class Outcome {
 public:
-    Mutex mutex_;  ///< held from Fail to Reported
+    /// Records a failure: its error in PostData::error and, unless null, its action in PostData::action. report writes
+    /// its lines while the other thread can record nothing: the first context in the log is that of the failure that
+    /// decides.
+    template <class Report>
+    void Fail(const char* action, int error, const Report& report) QV_NOT_HELD(mutex_) {
+        const MutexScope scope(mutex_);
+        Record(action, error);
+        report();
+    }
 
-    /// Records a failure: its error in PostData::error and, unless null, its action word in PostData::action.
-    void Fail(const char* action, int error) QV_TAKES(mutex_);
+    /// For the main thread: nothing is rolled back from now on, whatever the client does. False when the other thread
+    /// ends the run.
+    bool Commit() QV_NOT_HELD(mutex_);
+    bool IsCommitted() QV_NOT_HELD(mutex_);
 
-    /// The error of the failure that is being reported, recorded or not.
-    int Failing() const QV_HOLDS(mutex_) { return failing_; }
-    void Reported() QV_GIVES_BACK(mutex_);
+    /// Whether the calling thread ends the run; it does when no thread did.
+    bool Claim() QV_NOT_HELD(mutex_);
 
-    /// For the main thread, before the client learns of the success: whatever its client does from now on, nothing is
-    /// rolled back. Doesn't return when the other thread ends the run.
-    void SettleSuccess() QV_NOT_HELD(mutex_);
+    /// Whether the other thread ends the run.
+    bool IsTaken() QV_NOT_HELD(mutex_);
 
-    /// For the main thread: doesn't return when the other thread ends the run.
-    void RestIfTaken() QV_NOT_HELD(mutex_);
+    /// For the thread that does not end the run: the main thread waits for the end of the process, the other one ends.
+    [[noreturn]] void StandAside();
 
-    /// Returns on the thread that ends the run, once the other one doesn't work any more, and on no other.
-    void EndRun() QV_NOT_HELD(mutex_);
-
-    /// The error that files and client are treated by: 0 for a success, also for one that was settled before the client
-    /// failed.
-    int Error() QV_NOT_HELD(mutex_);
+    /// For the thread that ends the run: returns once the main thread has parked, or is the calling thread.
+    void AwaitMainThread();
 
 private:
-    bool Claim() QV_HOLDS(mutex_);
-    [[noreturn]] void Rest();
+    void Record(const char* action, int error) QV_HOLDS(mutex_);
+    bool ClaimLocked() QV_HOLDS(mutex_);
 
+    Mutex mutex_;
     pid_t owner_ QV_GUARDED_BY(mutex_) = 0;  // the thread that ends the run
-    bool settled_ QV_GUARDED_BY(mutex_) = false;
-    int failing_ QV_GUARDED_BY(mutex_) = 0;
-    std::atomic<bool> mainRests_{false};  // exit destroys the mutex beneath a resting thread, which must not need it
+    bool committed_ QV_GUARDED_BY(mutex_) = false;
+    std::atomic<bool> mainIsParked_{false};  // exit destroys the mutex beneath a parked thread, which must not need it
 };
 
 extern Outcome outcome_;

@@ -10,9 +10,12 @@
 #include "common/io/socket_options.h"
 #include "common/io/socket_pipe.h"
 #include "common/io/socket_system.h"
+#include "common/process/process_control.h"
 #include "common/process/thread.h"
 #include "post/child.h"
 #include "post/exit_path.h"
+#include "post/interrupts.h"
+#include "post/outcome.h"
 #include "post/post_data.h"
 #include "post/progress.h"
 #include "post/run_log.h"
@@ -21,17 +24,13 @@ namespace {
 
 constexpr int kBufferSize = 65536;
 
-// How far the progress client came. The main thread waits for it; a failure is recorded first.
-enum ClientStage { Starting, Running, Ended };
+// How far the progress client came. A failed one ends the run on its thread.
+enum ClientStage { Starting, Running, Succeeded, Failed };
 std::atomic<ClientStage> clientStage{Starting};
 
 void Reach(ClientStage stage) {
     clientStage = stage;
     clientStage.notify_all();
-}
-
-void AwaitClient(ClientStage stage) {
-    for (ClientStage now; (now = clientStage) < stage;) clientStage.wait(now);
 }
 
 ChildVector ProgressVector(const char* client, const char* descriptorText) {
@@ -66,11 +65,18 @@ void PostMainStartProgress() {
         return;
     }
     Line() << "PostMain: Created the progress thread with id " << progressData_.threadId << ".\n";
-    AwaitClient(Running);
+    clientStage.wait(Starting);
+    if (clientStage == Failed) outcome_.StandAside();
 }
 
-void PostMainHearClient() {
-    if (progressData_.thread != ProgressData::kNone && PostMainHasClientHungUp()) AwaitClient(Ended);
+void PostMainWaitIfClientHungUp() {
+    constexpr uint32_t kPoll = 10, kLimit = 1000;  // milliseconds
+    if (progressData_.thread == ProgressData::kNone || !PostMainHasClientHungUp()) return;
+    for (uint32_t waited = 0; clientStage == Running && waited < kLimit && PostMainPendingSignal() == 0;
+         waited += kPoll) {
+        ProcessSleep(kPoll);
+    }
+    if (clientStage == Failed) outcome_.StandAside();
 }
 
 void* PostMainProgressThread(void* /*argument*/) {
@@ -79,21 +85,16 @@ void* PostMainProgressThread(void* /*argument*/) {
     const std::string client = postData_.client;
     const std::string descriptor = std::to_string(progressData_.descriptors[0]);
     const ChildVector vector = ProgressVector(client.c_str(), descriptor.c_str());
-    const ChildKind& kind = kProgressClient;
     bool runs = false;
-    const int pid = PostMainStartChild(kind, vector, &runs);
+    const int pid = PostMainStartChild(kClient, vector, &runs);
     const int error = errno;
     progressData_.clientPid = pid;
     progressData_.mutex.Unlock();
 
     PostMainCloseEnd(0);
     if (runs) Reach(Running);
-    const ChildOutcome outcome = pid == -1 ? ChildOutcome{NotStarted, error} : PostMainWaitChild(kind, vector, pid);
-    if (outcome.error == 0) {
-        Reach(Ended);
-        return nullptr;
-    }
-    outcome_.Fail(kind.action, outcome.error);
-    Reach(Ended);
-    PostMainReportChild(kind, client.c_str(), outcome.end);
+    const ChildOutcome outcome = pid == -1 ? ChildOutcome{NotStarted, error} : PostMainWaitChild(kClient, vector, pid);
+    Reach(outcome.error == 0 ? Succeeded : Failed);
+    PostMainExitIfFailed(kClient, client.c_str(), outcome);
+    return nullptr;
 }

@@ -13,7 +13,7 @@
 /// text ends with a newline.
 class Line {
 public:
-    explicit Line(std::ostream& (*entry)() = Log) : scope_(Logger::mutex_), out_(entry()) {}
+    explicit Line(std::ostream& (*entry)() = Log) : scope_(Logger::mutex_), out_((Recover(), entry())) {}
 
     template <class Value>
     Line& operator<<(const Value& value) {
@@ -27,6 +27,13 @@ public:
     }
 
 private:
+    // A disk that was full for a moment must not silence the log: what was written then is lost, and no more.
+    static void Recover() {
+        for (std::ostream* out : {logger_.logStream_, logger_.errorStream_}) {
+            if (!out->good()) out->clear();
+        }
+    }
+
     // The texts of a line go to the stream together: the C library looks for a newline in each piece that it is given,
     // from its end on, and so through all of one that has none.
     void Add(const char* given) {

@@ -23,8 +23,12 @@
 #include "post/post_data.h"
 #include "post/run_log.h"
 #include "post/update_line.h"
+#include "post/update_record.h"
 
 namespace {
+
+// Something could not be put into its place, deleted or flushed: the record may be needed.
+bool leftUndone = false;
 
 // FileStat, not FileIsEntity: a line asks twelve times, and each would copy the path.
 bool Exists(const char* path) {
@@ -32,19 +36,14 @@ bool Exists(const char* path) {
     return FileStat(path, &record) == 1;
 }
 
-// Whether the destination is there. Notes the file system that it lies on: that of a symbolic link, not of what it
-// leads to.
-bool SeeDestination(UpdateEntry* entry, Leftovers* leftovers) {
-    struct stat record;
-    const bool seen = lstat(entry->destination, &record) == 0;
-    if (!seen || !S_ISREG(record.st_mode)) leftovers->PathsChange();
-    if (!seen) return false;
-    entry->device = record.st_dev;
-    return !S_ISLNK(record.st_mode) || Exists(entry->destination);
-}
-
 int ReportFile(const char* what, const char* name, const char* code, int error) {
     return LogFailure(error, "Can't ", what, " '", name, "' in context ['", code, "']");
+}
+
+// A failure that leaves something for qvpost-list to recover.
+void ReportUndone(const char* what, const char* name, int error) {
+    ReportFile(what, name, "AG", error);
+    leftUndone = true;
 }
 
 // 0 or errno.
@@ -86,14 +85,18 @@ void ChooseFreeBackup(UpdateBackupName* name, UpdateEntry* entry) {
 void ChooseBackup(UpdateEntry* entry, Leftovers* leftovers) {
     UpdateNameBackup(entry);
     UpdateBackupName name(*entry);
-    if (!name.VariantCut() && leftovers->NoneBeside(entry->destination, &entry->device)) return;
-    RemoveLeftovers(&name);
-    if (!SeeDestination(entry, leftovers) || !Exists(entry->backup)) return;
-    if (Remove(entry->backup) == 0) {
-        Line(LogWarning) << "Removed '" << entry->backup << "'.\n";
-    } else {
-        ChooseFreeBackup(&name, entry);
+    const bool asks = name.VariantCut() || !leftovers->NoneBeside(entry->destination);
+    if (asks) {
+        RemoveLeftovers(&name);
+        if (Exists(entry->destination) && Exists(entry->backup)) {
+            if (Remove(entry->backup) == 0) {
+                Line(LogWarning) << "Removed '" << entry->backup << "'.\n";
+            } else {
+                ChooseFreeBackup(&name, entry);
+            }
+        }
     }
+    leftovers->Moves(entry->destination, entry->backup, asks);
 }
 
 int ReplaceFile(const UpdateEntry& entry) {
@@ -105,6 +108,7 @@ int ReplaceFile(const UpdateEntry& entry) {
     ReportFile("rename", entry.source, "AH", error);
     if (rename(entry.backup, entry.destination) != 0) {
         LogFailure(errno, "Can't rename '", entry.backup, "' as '", entry.destination, "'");
+        leftUndone = true;
     }
     return error;
 }
@@ -131,17 +135,11 @@ int ApplyLine(char* line, Leftovers* leftovers) {
     return 0;
 }
 
-uint64_t SizeOf(FILE* file) {
-    struct stat record = {};  // where it can't be told
-    fstat(fileno(file), &record);
-    return static_cast<uint64_t>(record.st_size);
-}
-
 int ApplyLines(FILE* list) {
     char line[kUpdateLineSize];
-    Leftovers leftovers(SizeOf(list));
+    Leftovers leftovers;
     for (;;) {
-        if (PostMainInterruption() != 0) return PostMainReportInterruption();
+        if (PostMainPendingSignal() != 0) return PostMainReportSignal();
         errno = 0;
         if (fgets(line, sizeof line, list) == nullptr) break;
         try {
@@ -165,35 +163,55 @@ int ApplyList(const char* path) {
     return result;
 }
 
-// Takes the first update off the list.
-std::unique_ptr<UpdateEntry> TakeUpdate() {
-    std::unique_ptr<UpdateEntry> entry(postData_.updates.front());
-    postData_.updates.pop_front();
-    return entry;
+// A descriptor on the file system of a destination, or -1. Its directory may be closed to reading.
+int OpenBeside(const char* destination) {
+    const int directory = open(std::string(UpdateFolder(destination)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory != -1) return directory;
+    return open(destination, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }
 
-// A descriptor of the folder that a path lies in, or -1.
-int OpenFolder(const char* path) { return open(std::string(UpdateFolder(path)).c_str(), O_RDONLY | O_CLOEXEC); }
+// The file systems that the destinations lie on, each once; sync(2) would wait for everybody else's. Returns 0, or
+// errno, with the destination whose file system was not flushed.
+int FlushFileSystems(const char** failed) {
+    std::vector<dev_t> flushed;
+    std::string_view last;
+    for (const UpdateEntry* entry : postData_.updates) {
+        const auto directory = UpdateFolder(entry->destination);
+        if (directory == last) continue;
+        last = directory;
+        *failed = entry->destination;
+        const int descriptor = OpenBeside(entry->destination);
+        if (descriptor == -1) return errno;
+        struct stat record;
+        int error = fstat(descriptor, &record) == 0 ? 0 : errno;
+        if (error == 0 && std::find(flushed.begin(), flushed.end(), record.st_dev) == flushed.end()) {
+            error = syncfs(descriptor) == 0 ? 0 : errno;
+            flushed.push_back(record.st_dev);
+        }
+        close(descriptor);
+        if (error != 0) return error;
+    }
+    return 0;
+}
 
 // The new files, which nobody may have flushed yet, and the log must be on the disk before the first backup goes: a
-// power cut would else leave neither version, or a log that says that there is a way back. A file system is flushed
-// once, through the first folder on it that can be opened; sync(2) would wait for everybody else's.
+// power cut would else leave neither version, or a log that shows a way back.
 bool FlushUpdates() {
-    std::vector<dev_t> flushed;
-    for (const UpdateEntry* entry : postData_.updates) {
-        if (std::find(flushed.begin(), flushed.end(), entry->device) != flushed.end()) continue;
-        const int folder = OpenFolder(entry->destination);
-        if (folder == -1) continue;
-        const int error = syncfs(folder) == 0 ? 0 : errno;
-        close(folder);
-        if (error != 0) {
-            ReportFile("flush", entry->destination, "AG", error);
-            return false;
-        }
-        flushed.push_back(entry->device);
+    const char* failed = nullptr;
+    if (const int error = FlushFileSystems(&failed)) {
+        ReportUndone("flush", failed, error);
+        return false;
     }
-    fdatasync(STDERR_FILENO);  // a log in a pipe can't be flushed
+    fdatasync(STDERR_FILENO);  // a log in a pipe cannot be flushed
     return true;
+}
+
+// Forgets the updates, and the record when they are all in order and on the disk.
+void FinishUpdates() {
+    const char* failed = nullptr;
+    if (!leftUndone && PostMainHasRecord() && FlushFileSystems(&failed) == 0) PostMainRemoveRecord();
+    for (const UpdateEntry* entry : postData_.updates) delete entry;
+    postData_.updates.clear();
 }
 
 }  // namespace
@@ -207,25 +225,24 @@ int PostMainReplaceFiles() {
     Line() << "PostMain: ACTION! Updating files from '" << path << "'.\n";
     const int result = ApplyList(path);
     Line() << "PostMain: Removing '" << path << "'.\n";
-    unlink(path);
+    const int error = Remove(path);
+    if (error != 0 && error != ENOENT) leftUndone = true;
     return result;
 }
 
 void PostMainRollBack() {
     if (postData_.updates.empty()) {
         Line() << "PostMain: No updates to roll back.\n";
-        return;
+    } else {
+        Line() << "PostMain: Rolling back " << postData_.updates.size() << " files.\n";
     }
-    Line() << "PostMain: Rolling back " << postData_.updates.size() << " files.\n";
-    while (!postData_.updates.empty()) {
-        const auto entry = TakeUpdate();
+    for (const UpdateEntry* entry : postData_.updates) {
         if (const int error = Rename(entry->destination, entry->source)) {
-            ReportFile("rename", entry->destination, "AG", error);
+            ReportUndone("rename", entry->destination, error);
         }
-        if (const int error = Rename(entry->backup, entry->destination)) {
-            ReportFile("rename", entry->backup, "AG", error);
-        }
+        if (const int error = Rename(entry->backup, entry->destination)) ReportUndone("rename", entry->backup, error);
     }
+    FinishUpdates();
 }
 
 void PostMainFreeUpdates() {
@@ -235,14 +252,15 @@ void PostMainFreeUpdates() {
     }
     if (postData_.updates.empty()) {
         Line() << "PostMain: No updates to free.\n";
+        FinishUpdates();
         return;
     }
     Line() << "PostMain: Removing " << postData_.updates.size() << " updated entries.\n";
     const bool flushed = FlushUpdates();
-    while (!postData_.updates.empty()) {
-        const auto entry = TakeUpdate();
-        if (!flushed) continue;  // the backup may be all that the disk has
+    for (const UpdateEntry* entry : postData_.updates) {
+        if (!flushed) break;  // the backups may be all that the disk has
         Line() << "PostMain: Removing '" << entry->backup << "'.\n";
-        if (const int error = Remove(entry->backup)) ReportFile("remove", entry->backup, "AG", error);
+        if (const int error = Remove(entry->backup)) ReportUndone("remove", entry->backup, error);
     }
+    FinishUpdates();
 }

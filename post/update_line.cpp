@@ -46,6 +46,11 @@ std::string_view UpdateFolder(std::string_view path) {
     return slash == std::string_view::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
 }
 
+const char* UpdateLastName(const char* path) {
+    const char* const slash = strrchr(path, '/');
+    return slash == nullptr ? path : slash + 1;
+}
+
 const char* UpdateBackupName::With(int number) {
     snprintf(text_ + stem_, sizeof text_ - stem_, "%d", number);
     return text_;

@@ -1,8 +1,6 @@
 // A line of the update list: how it is split and checked, and the names that it stands for. Whatever reads a list reads
 // it through this, so that no two readers can disagree. Stateless; nothing here logs.
 #pragma once
-#include <sys/types.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -23,7 +21,6 @@ struct UpdateEntry {
     char* source = nullptr;       ///< where the new file comes from
     char* destination = nullptr;  ///< the file that it replaces
     char* backup = nullptr;       ///< where the replaced file lies meanwhile
-    dev_t device = 0;             ///< the file system that the destination lies on, once it was seen
 };
 
 /// What is wrong with a line, and the context code of that. The texts lie in the line.
@@ -43,12 +40,18 @@ UpdateLineFault UpdateParseLine(char* line, UpdateEntry* entry);
 /// What stands behind the name of a destination in its backup name.
 inline constexpr char kUpdateBackupSuffix[] = ".temporary";
 
+/// What stands behind the name of a list in the name of its record, which qvpost-list makes.
+inline constexpr char kUpdateRecordSuffix[] = ".record";
+
 /// Gives an entry that has no backup name yet the usual one: its destination and the suffix.
 void UpdateNameBackup(UpdateEntry* entry);
 
 /// The folder that the last name of a path lies in, as the path spells it; "." where it has one name alone. It is part
 /// of the path.
 std::string_view UpdateFolder(std::string_view path);
+
+/// What stands behind the last slash of a path; part of it.
+const char* UpdateLastName(const char* path);
 
 /// How many numbered variants of a backup name, from 1 on, are cleared before a line like the name itself, and how many
 /// are tried when the name can't be freed.

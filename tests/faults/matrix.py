@@ -18,8 +18,6 @@ FUNCTIONS = {
     "stat": ("EACCES", False, ""),
     "lstat": ("EIO", False, ""),
     "open": ("EACCES", False, ""),
-    "opendir": ("EACCES EMFILE", False, ""),
-    "readdir": ("EIO", False, ""),
     "syncfs": ("EIO ENOSPC", False, "Error: Can't flush 'app/one' in context ['AG']"),
     "fdatasync": ("EIO", False, ""),
     "fopen": ("EMFILE EINTR", True, "Can't open 'list' for reading"),

@@ -66,6 +66,7 @@ WRAP(int, unlink, (const char* path), (path), -1)
 WRAP(int, renameat, (int from, const char* name, int to, const char* other), (from, name, to, other), -1)
 WRAP(int, unlinkat, (int folder, const char* name, int flags), (folder, name, flags), -1)
 WRAP(int, fsync, (int fd), (fd), -1)
+WRAP(int, stat, (const char* path, struct stat* record), (path, record), -1)
 WRAP(int, lstat, (const char* path, struct stat* record), (path, record), -1)
 WRAP(int, open, (const char* path, int flags, mode_t mode), (path, flags, mode), -1)
 WRAP(DIR*, opendir, (const char* path), (path), nullptr)
@@ -90,16 +91,6 @@ __attribute__((destructor)) static void Tell() {
     if (counts == nullptr || getpid() != program) return;
     counts[3] = blocks.load();
     for (int fd = 3; fd < 64; ++fd) counts[3] += __real_fcntl(fd, F_GETFD, 0) != -1 ? 1 : 0;
-}
-
-// A file system says what it likes of a folder's size: here FOLDER_SIZE says it.
-extern "C" int __real_stat(const char* path, struct stat* record);
-extern "C" int __wrap_stat(const char* path, struct stat* record) {
-    if (Fails("stat")) return -1;
-    const int result = __real_stat(path, record);
-    const char* size = getenv("FOLDER_SIZE");
-    if (size != nullptr && result == 0 && S_ISDIR(record->st_mode)) record->st_size = atoi(size);
-    return result;
 }
 
 // These replace the library's own.

@@ -49,7 +49,7 @@ class Installation:
     def write(self, name, text):
         (self.root / name).write_text(text)
 
-    def start(self, given):
+    def start(self, given, stderr=None):
         """Starts the program as a row of runs.txt says."""
         self.write("list", expand(given.get("list", "{one}{two}")).replace("\\n", "\n"))
         environment = os.environ | {"PLAN": given.get("plan", ""), "FAULT": given.get("fault", "none 0 0")}
@@ -60,7 +60,7 @@ class Installation:
         commands += f"{given.get('by', '')} {self.program} {expand(given.get('options', '{usual}'))}"
         with open(self.root / "log", "ab") as log:
             shell = ["sh", "-c", commands]
-            self.run = subprocess.Popen(shell, cwd=self.root, env=environment, stdout=subprocess.PIPE, stderr=log)
+            self.run = subprocess.Popen(shell, cwd=self.root, env=environment, stdout=subprocess.PIPE, stderr=stderr or log)
 
     def wait(self):
         """The exit code, or less than 0 for a signal. Until then all that have the standard output have ended, too."""
@@ -78,6 +78,7 @@ class Installation:
             "calls": ("{all}" if good and "bin/server" in options else "", self.calls()),
             "progress": ("{told}" if good and "bin/client" in options else "", self.read("progress")),
             "files": ("{new}" if good else "{old}", self.files()),
+            "record": ("", self.read("list.record")),
             "given": ("0 1 2" if self.read("given") else "", " and ".join(self.given())),
         }
         differences = []

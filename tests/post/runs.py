@@ -1,6 +1,7 @@
 """Runs of the program, each a test: runs.py NAME, the name of a row of runs.txt or of a function below."""
 
 import errno
+import fcntl
 import itertools
 import os
 import re
@@ -44,9 +45,15 @@ def long_destinations_lose_nothing():
             assert [text for text in left if text] == expected, (length, script, taken, left)
 
 
-def folders_that_are_known_change():
-    """What the run itself does to the names beside later destinations, with the folder spelled in several ways."""
-    with Installation() as installation:
+def directories_that_were_read_change():
+    """What the run does to the names beside later destinations, in directories with several spellings, is the same for
+    a run that reads directories, one that cannot open them, and one that cannot read them to the end."""
+    for fault in ("none 0 0", "opendir 1 13", "readdir 5 5"):
+        check_directories(fault)
+
+
+def check_directories(fault):
+    with Installation("FAULTS") as installation:
         for folder in ("app", "app/d", "new", "new/d"):
             os.makedirs(installation.root / folder, exist_ok=True)
             for name in range(40):
@@ -63,54 +70,50 @@ def folders_that_are_known_change():
         sources = [f"new/{number}" for number in range(len(destinations))]
         sources[-4] = "new/d"
         pairs = zip(sources, destinations)
-        updates = "".join(f"source={source},destination={destination}\n" for source, destination in pairs)
-        installation.start({"options": "-f list", "list": updates})
-        assert installation.wait() == 0
+        root = installation.root
+        updates = "".join(f"source={root}/{source},destination={root}/{destination}\n" for source, destination in pairs)
+        installation.start({"options": "-f list", "list": updates, "fault": fault})
+        assert installation.wait() == 0, fault
         removed = "app/7.temporary9 app/12.temporary app/../app/11.temporary app/10.temporary app/d/9.temporary"
         removed += " app/d/10.temporary"
-        assert re.findall("removed leftover '(.*)'", installation.log()) == removed.split()
+        found = re.findall(f"removed leftover '{root}/(.*)'", installation.log())
+        assert found == removed.split(), (fault, found)
         assert installation.read("app/d/9") == sources[-3]
 
 
-# Questions about names, and names that are read in their place, for lists of some forms. The fewer of both the better:
-# more than thirteen questions a line, or a few names for each that they spare, are slower than a run that only asks.
-COSTS = [
-    (13, 0, dict(folders=1, lines=1)),
-    (2201, 4, dict(folders=200, lines=1)),
-    (1290, 599, dict(folders=100, lines=2)),
-    (1121, 0, dict(folders=10, lines=10, size=6000)),
-    (348, 1322, dict(folders=1, lines=60, others=200)),
-    (862, 981, dict(folders=1, lines=300, others=600, size=20000)),
-    (4418, 10178, dict(folders=2, lines=200, others=2000)),
-    (663, 3, dict(folders=1, lines=60, name="é")),
-]
-
-
-def count_calls(call, folders, lines, others=0, name="", size=0):
-    """Of a run with so many lines in each folder, which has so many other files and is said to be of that size."""
-    with Installation("FAULTS") as installation:
-        places = [f"{folder}/{name}{line}" for folder in range(folders) for line in range(lines)]
-        for folder in range(folders):
-            os.mkdir(installation.root / f"app/{folder}")
-            os.mkdir(installation.root / f"new/{folder}")
-            for number in range(others):
-                installation.write(f"app/{folder}/other{number}", "")
-        for place in places:
-            installation.write("app/" + place, "old")
-            installation.write("new/" + place, "new")
-        updates = "".join(f"source=new/{place},destination=app/{place}\n" for place in places)
-        os.environ["FOLDER_SIZE"] = str(size)
-        row = {"options": "-f list", "list": updates, "by": "prlimit --nofile=20"}  # none is left open
-        installation.start(row | {"fault": f"{call} 0 0"})
+def a_full_log_recovers():
+    """Lines that find no room are lost; later lines are written again."""
+    with Installation() as installation:
+        os.mkfifo(installation.root / "pipe")
+        pipe = os.open(installation.root / "pipe", os.O_RDWR | os.O_NONBLOCK)
+        os.write(pipe, bytes(fcntl.fcntl(pipe, fcntl.F_GETPIPE_SZ)))
+        installation.start({"options": "-s bin/server -f list", "plan": "--shutdown room yes"}, stderr=pipe)
+        while "--shutdown" not in installation.calls():
+            assert installation.run.poll() is None
+        os.read(pipe, fcntl.fcntl(pipe, fcntl.F_GETPIPE_SZ))
+        installation.write("room", "yes")
         assert installation.wait() == 0
-        return installation.counts()[1]
+        log = os.read(pipe, 65536).decode()
+        os.close(pipe)
+        assert "Closing 'list' with 2 files updated" in log, log
 
 
-def questions_are_few():
-    for questions, names, form in COSTS:
-        cost = count_calls("stat", **form), count_calls("readdir", **form)
-        assert cost == (questions, names), f"{form}: expected {questions} and {names}, got {cost}"
-    assert count_calls("syncfs", 3, 20) == 1, "A file system is flushed more than once."
+def a_directory_is_read_once():
+    """A read directory spares its lines the look-ups, and a file system is flushed once."""
+    with Installation("FAULTS") as installation:
+        names = [f"app/{number}" for number in range(60)]
+        for name in names:
+            installation.write(name, "old")
+            installation.write("new/" + name[4:], "new")
+        root = installation.root
+        updates = "".join(f"source={root}/new/{name[4:]},destination={root}/{name}\n" for name in names)
+        for call, limit in (("stat", 10), ("syncfs", 1)):
+            installation.start({"options": "-f list", "list": updates, "fault": f"{call} 0 0"})
+            assert installation.wait() == 0
+            calls = installation.counts()[1]
+            assert calls <= limit, f"{call}: expected at most {limit} calls, got {calls}"
+            for name in names:
+                installation.write("new/" + name[4:], "new")
 
 
 def find_row(name):
