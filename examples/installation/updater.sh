@@ -1,4 +1,4 @@
-#!/bin/sh
+#!/bin/bash
 # An updater: makes the version in an archive the current one.
 #
 #   updater.sh ROOT ARCHIVE     NAME.tar, NAME.tar.gz, NAME.tgz or NAME.tar.xz, with the files of the version at its top
@@ -12,7 +12,7 @@
 #   ln -s versions/NAME ROOT/current
 #   ln -s current/bin current/scripts ROOT
 #   ROOT/scripts/setup/qvserver --update --auto && ROOT/bin/qvserver --startup
-set -eu
+set -euo pipefail
 . "$(dirname "$0")/versions.sh"
 [ $# = 2 ] || fail "usage: updater.sh ROOT ARCHIVE"
 begin "$1"

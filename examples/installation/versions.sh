@@ -7,7 +7,7 @@
 #   ROOT/new/current       a link to the next version
 #   ROOT/update.lock       locked by the updater, and then by run.sh until the run is over
 #   ROOT/qvpost.log        the log of the last run
-# shellcheck shell=sh
+# shellcheck shell=bash
 post=${QVPOST:-/usr/libexec/qvpost}
 here=$(cd "$(dirname "$0")" && pwd)
 
@@ -59,6 +59,12 @@ start() {
     ln -sfT "../versions/$current" "$root/previous/$1"
     qvpost-list make "$root/new" "$root"
     (umask 077 && : >"$root/qvpost.log")
-    QVPOST=$post setsid "$here/run.sh" "$root" "$1" $$ </dev/null >>"$root/qvpost.log" 2>&1 &
+    (
+        # A socket that the old server left open here would keep the new one from binding its port.
+        for file in /proc/self/fd/*; do
+            case ${file##*/} in [0129]) ;; *) eval "exec ${file##*/}>&-" ;; esac
+        done
+        QVPOST=$post exec setsid "$here/run.sh" "$root" $$
+    ) </dev/null >>"$root/qvpost.log" 2>&1 &
     echo "${0##*/}: started qvpost: $current -> $1"
 }
