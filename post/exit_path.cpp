@@ -25,6 +25,11 @@ bool ProgressClientStarted() {
 // Where a dialogue of the operating system will be shown; for now a log line.
 void PostMainShowDialog() { Line() << "PostMain: WARNING! Should now display an operating system dialog.\n"; }
 
+[[noreturn]] void Leave() {
+    PostMainSettleRecord();
+    ProcessExit(postData_.error);
+}
+
 // The failure of the client that the exit path itself started. No other thread works any more.
 [[noreturn]] void PostMainClientFailure(int error, const char* what, const char* name, const char* code) {
     postData_.error = error;
@@ -32,7 +37,7 @@ void PostMainShowDialog() { Line() << "PostMain: WARNING! Should now display an 
     PostMainRollBack();
     PostMainShowDialog();
     PostMainFreeUpdates();
-    ProcessExit(postData_.error);
+    Leave();
 }
 
 // The arguments that notify a client of the outcome. errorText must live as long as the vector.
@@ -65,7 +70,7 @@ void NotifyClient(int error) {
     }
     PostMainFreeUpdates();
     PostMainJoinProgress();
-    ProcessExit(postData_.error);
+    Leave();
 }
 
 [[noreturn]] void EndSuccess(bool progressClientRuns) { Finish(postData_.client != nullptr && !progressClientRuns, 0); }

@@ -206,10 +206,9 @@ bool FlushUpdates() {
     return true;
 }
 
-// Forgets the updates, and the record when they are all in order and on the disk.
 void FinishUpdates() {
     const char* failed = nullptr;
-    if (!leftUndone && PostMainHasRecord() && FlushFileSystems(&failed) == 0) PostMainRemoveRecord();
+    if (PostMainHasRecord() && FlushFileSystems(&failed) != 0) leftUndone = true;
     for (const UpdateEntry* entry : postData_.updates) delete entry;
     postData_.updates.clear();
 }
@@ -263,4 +262,8 @@ void PostMainFreeUpdates() {
         if (const int error = Remove(entry->backup)) ReportUndone("remove", entry->backup, error);
     }
     FinishUpdates();
+}
+
+void PostMainSettleRecord() {
+    if (!leftUndone && PostMainHasRecord()) PostMainRemoveRecord();
 }

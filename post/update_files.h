@@ -15,3 +15,7 @@ void PostMainRollBack();
 /// destinations and the log, deletes the backups and forgets the updates. Where the flush fails the backups are kept.
 /// Failures are logged and passed over.
 void PostMainFreeUpdates();
+
+/// Deletes the record, unless something could not be put into its place, deleted or flushed. The last step of a run: a
+/// record that is left shows that the run was cut off, perhaps before the client was notified.
+void PostMainSettleRecord();
