@@ -77,7 +77,7 @@ def check_clients():
 
 
 def update(root, *command):
-    """Runs an updater, waits for the end of the run, and returns both results: the process and the line in update.log."""
+    """Runs an updater, waits for the end of the run, and returns the updater's result and the line in update.log."""
     done = run(*command)
     subprocess.run(["flock", os.path.join(root, "update.lock"), "true"], check=True, timeout=120)
     with open(os.path.join(root, "update.log"), encoding="utf-8") as log:

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Started by an updater, in a session of its own: runs qvpost, and recovers the installation when qvpost is killed.
 #
-#   run.sh ROOT PID     begins once the updater, process PID, has exited; its output is ROOT/qvpost.log
+#   run.sh ROOT PID     begins once the updater, process PID, has exited; its output goes to ROOT/qvpost.log
 #
 # The lock of the installation, descriptor 9, belongs to this shell alone: a program that it starts may keep running.
 root=$1
@@ -10,10 +10,8 @@ export QV_SYSTEM=$root
 setsid "${QVPOST:-/usr/libexec/qvpost}" -p "$2" -s "$root/bin/qvserver" -c "$root/bin/qvclient" \
     -f "$root/update.list" 9>&- &
 post=$!
-wait $post
-code=$?
 # What a killed qvpost was waiting for is in its process group: a setup script, a server program, a client.
-[ $code -le 128 ] || kill -KILL -- -$post
+wait $post || [ $? -le 128 ] || kill -KILL -- -$post
 
 # Such a process may hold the record for a moment (status 3).
 tries=50
@@ -22,18 +20,14 @@ until settled=$(qvpost-list recover "$root/update.list.record" 9>&-); do
     tries=$((tries - 1))
     sleep 0.1
 done
-outcome=${settled##*$'\n'}
-[ $code -gt 128 ] || [ "$outcome" != 'nothing to recover' ] || exit 0
-
-# qvpost did not report the outcome. When it had settled the files itself, its log has it.
+# A run that ended by itself leaves nothing to recover, and has reported its outcome.
 echo "$settled"
-if [ "$outcome" = 'nothing to recover' ]; then
-    outcome='new version'
-    ! grep -aEq ' PostMain: (Rolling back|No updates to roll back)' "$root/qvpost.log" || outcome='old version'
-fi
-if [ "$outcome" = 'new version' ]; then
-    "$root/bin/qvserver" --startup 9>&-
-    "$root/bin/qvclient" --post success 9>&-
-else
-    "$root/bin/qvclient" --post update --error 4 9>&- # EINTR
-fi
+case ${settled##*$'\n'} in
+    'new version')
+        "$root/bin/qvserver" --startup 9>&-
+        "$root/bin/qvclient" --post success 9>&-
+        ;;
+    'old version')
+        "$root/bin/qvclient" --post update --error 4 9>&- # EINTR
+        ;;
+esac

@@ -34,7 +34,8 @@ esac
 archive=$(realpath -e -- "$2") || exit 1
 if [ -e "$2.sha256" ]; then
     wanted=$(grep -o '^\\\?[0-9a-f]\{64\}' <"$2.sha256" || true)
-    [ "${wanted#\\}" = "$(exec 9>&-; sha256sum <"$archive" | cut -d ' ' -f 1)" ] || fail "'$2' does not match '$2.sha256'"
+    found=$(exec 9>&-; sha256sum <"$archive")
+    [ "${wanted#\\}" = "${found%% *}" ] || fail "'$2' does not match '$2.sha256'"
 fi
 # With -R tar tells the end that it was written with from one where it was cut off.
 last_line=$(exec 9>&-; { LC_ALL=C tar --force-local -tRf "$archive" || echo cut; } | tail -n 1)
@@ -48,7 +49,7 @@ new=$root/versions/.new.$$
 trap 'rm -rf -- "$new"' EXIT
 mkdir "$new"
 tar --force-local --acls --xattrs --xattrs-include='*' -xpf "$archive" -C "$new" 9>&-
-[ -x "$new/bin/qvserver" ] && [ -x "$new/bin/qvclient" ] || fail "'$2' has no bin/qvserver or no bin/qvclient at its top"
+[ -x "$new/bin/qvserver" ] && [ -x "$new/bin/qvclient" ] || fail "'$2' has no bin/qvserver or bin/qvclient at its top"
 # A version that has its name is whole, also after a power cut.
 sync -f "$new" 9>&-
 mv -T -- "$new" "$root/versions/$name"
