@@ -46,7 +46,7 @@ esac || fail "'$2' is damaged or cut off"
 
 remove_others
 new=$root/versions/.new.$$
-trap 'rm -rf -- "$new"' EXIT
+trap 'discard "$new"' EXIT
 mkdir "$new"
 tar --force-local --acls --xattrs --xattrs-include='*' -xpf "$archive" -C "$new" 9>&-
 [ -x "$new/bin/qvserver" ] && [ -x "$new/bin/qvclient" ] || fail "'$2' has no bin/qvserver or bin/qvclient at its top"

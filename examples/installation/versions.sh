@@ -44,11 +44,14 @@ remove_others() {
         rm -f -- "$root/previous/$old"
         mv -T -- "${version%/}" "$root/versions/.old.$$.$old"
     done
-    for version in "$root"/versions/.[!.]*; do
-        [ -d "$version" ] || continue
-        find "$version" -type d ! -perm -700 -exec chmod u+rwx {} \; 9>&- || true
-        rm -rf -- "$version" 9>&- || true
-    done
+    for version in "$root"/versions/.[!.]*; do discard "$version"; done
+}
+
+# discard DIRECTORY: removes it if it exists; a directory in it may be write-protected.
+discard() {
+    [ -d "$1" ] || return 0
+    find "$1" -type d ! -perm -700 -exec chmod u+rwx {} \; 9>&- || true
+    rm -rf -- "$1" 9>&- || true
 }
 
 # start NAME: starts qvpost, which replaces the current version by this one once the caller has exited.
