@@ -6,7 +6,7 @@
 //
 // Shown are the result of the call, the name of the errno that it left if it changed it, the values that are named
 // behind the call, and each line that it wrote on the standard error behind a '|'. How they are spread over the lines
-// of the source doesn't matter. A difference fails the test and is told as a patch, which scripts/transcripts.sh
+// of the source doesn't matter. A difference fails the test and is told as a patch, which scripts/snapshots.sh
 // applies. Every test begins with the whole log switched on.
 #pragma once
 #include <gtest/gtest.h>
