@@ -21,6 +21,7 @@ until settled=$(qvpost-list recover "$root/update.list.record" 9>&-); do
     sleep 0.1
 done
 # A run that ended by itself leaves nothing to recover, and has reported its outcome.
+[ "$settled" != 'nothing to recover' ] || exit 0
 echo "$settled"
 case ${settled##*$'\n'} in
     'new version')

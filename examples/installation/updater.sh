@@ -8,7 +8,7 @@
 # version of an installation is put there by hand:
 #
 #   mkdir -p ROOT/versions/NAME ROOT/etc ROOT/data
-#   tar -xpf ARCHIVE -C ROOT/versions/NAME
+#   tar --acls --xattrs --xattrs-include='*' -xpf ARCHIVE -C ROOT/versions/NAME
 #   ln -s versions/NAME ROOT/current
 #   ln -s current/bin current/scripts ROOT
 #   ROOT/scripts/setup/qvserver --update --auto && ROOT/bin/qvserver --startup

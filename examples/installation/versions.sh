@@ -24,6 +24,8 @@ begin() {
     esac
     [ -x "$post" ] || fail "cannot execute '$post'"
     umask 022
+    # For a record that never exists this checks only the directories: others must not be able to write into ROOT.
+    qvpost-list recover -n "$root/versions.record" >/dev/null || exit 1
     (umask 077 && : >>"$root/update.lock")
     exec 9>>"$root/update.lock"
     flock -n 9 || fail "'$root' is being updated"
@@ -31,6 +33,7 @@ begin() {
     current=$(readlink -- "$root/current" || true) current=${current##*/}
     [ -n "$current" ] && [ "$root/versions/$current" -ef "$root/current" ] ||
         fail "'$root/current' is no link to versions/NAME"
+    [ -O "$root/versions" ] || fail "'$root/versions' belongs to another user"
     previous=$(readlink -- "$root/previous/$current" || true) previous=${previous##*/}
     [ -d "$root/versions/$previous" ] || previous=
 }
@@ -50,7 +53,7 @@ remove_others() {
 # discard DIRECTORY: removes it if it exists; a directory in it may be write-protected.
 discard() {
     [ -d "$1" ] || return 0
-    find "$1" -type d ! -perm -700 -exec chmod u+rwx {} \; 9>&- || true
+    [ "$(id -u)" = 0 ] || find "$1" -type d ! -perm -700 -exec chmod u+rwx {} \; 9>&- || true
     rm -rf -- "$1" 9>&- || true
 }
 
@@ -67,7 +70,7 @@ start() {
         for file in /proc/self/fd/*; do
             case ${file##*/} in [0129]) ;; *) eval "exec ${file##*/}>&-" ;; esac
         done
-        QVPOST=$post exec setsid "$here/run.sh" "$root" $$
+        QVPOST=$post exec setsid bash "$here/run.sh" "$root" $$
     ) </dev/null >>"$root/qvpost.log" 2>&1 &
     echo "${0##*/}: started qvpost: $current -> $1"
 }
