@@ -7,8 +7,11 @@
 root=$1
 export QV_SYSTEM=$root
 
-setsid "${QVPOST:-/usr/libexec/qvpost}" -p "$2" -s "$root/bin/qvserver" -c "$root/bin/qvclient" \
-    -f "$root/update.list" 9>&- &
+(
+    trap - INT QUIT # a shell has its background jobs ignore them
+    exec setsid "${QVPOST:-/usr/libexec/qvpost}" -p "$2" -s "$root/bin/qvserver" -c "$root/bin/qvclient" \
+        -f "$root/update.list" 9>&-
+) &
 post=$!
 # What a killed qvpost was waiting for is in its process group: a setup script, a server program, a client.
 wait $post || [ $? -le 128 ] || kill -KILL -- -$post

@@ -70,6 +70,7 @@ start() {
         for file in /proc/self/fd/*; do
             case ${file##*/} in [0129]) ;; *) eval "exec ${file##*/}>&-" ;; esac
         done
+        trap - INT QUIT
         QVPOST=$post exec setsid bash "$here/run.sh" "$root" $$
     ) </dev/null >>"$root/qvpost.log" 2>&1 &
     echo "${0##*/}: started qvpost: $current -> $1"
