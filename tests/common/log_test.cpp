@@ -129,11 +129,11 @@ TEST(Logger, NoEntryChangesErrno) {
         const LogCapture log;
         dup2(full, 2);
         entry() << "pending";
-        errno = transcript::kUnchanged;
+        errno = snapshot::kUnchanged;
         entry();
         std::clog.clear();
         logger_.Tagged("\n");
-        EXPECT_EQ(errno, transcript::kUnchanged);
+        EXPECT_EQ(errno, snapshot::kUnchanged);
         std::clog.clear();
     }
     close(full);

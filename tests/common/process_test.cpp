@@ -10,7 +10,7 @@
 #include "tests/common/failing_calls.h"
 
 // What leaves any number in errno: look-ups that succeed, and calls around the one that is shown.
-static auto AnyErrno(auto result) { return errno = transcript::kUnchanged, result; }
+static auto AnyErrno(auto result) { return errno = snapshot::kUnchanged, result; }
 
 // Which of the files 0 to 4, open under these numbers here, a child has open, in the order of its descriptors.
 static std::string Placed(int input, int output, int error) {
