@@ -96,7 +96,7 @@ def check_versions():
     require(done.returncode == 0, "the set-up", done)
 
     done, last = update(root, updater, root, "app-1.5.tar.gz")
-    require(done.returncode == 0 and "app-1.5: updated" in last, done, last)
+    require(done.returncode == 0 and "updated; version app-1.5" in last, done, last)
     require(snapshot(f"{root}/current") == snapshot("files/app-1.5"), "not exactly the new version")
     done, last = update(root, updater, root, "app-1.6.tar.gz")
     require("failed in 'startup' with error 1 " in last and "the old server runs" in last, done, last)
@@ -110,7 +110,7 @@ def check_versions():
         done = run(updater, root, name + ".tar.gz")
         require(done.returncode != 0 and reason in done.stderr.decode(), name, done)
     done, last = update(root, os.path.join(EXAMPLE, "revert.sh"), root)
-    require("app-1.4: updated" in last and snapshot(f"{root}/current") == snapshot("files/app-1.4"), done, last)
+    require("updated; version app-1.4" in last and snapshot(f"{root}/current") == snapshot("files/app-1.4"), done, last)
     with open(os.path.join(root, "etc/app.conf"), encoding="utf-8") as file:
         require(file.read() == "default", "the configuration was touched")
     check_rehearsal(root, "app-1.5.tar.gz")

@@ -45,7 +45,7 @@ Arguments ReadArguments(int argc, char** argv) {
     return arguments;
 }
 
-// Prints the outcome, and appends it to ROOT/update.log with the date and the current version.
+// Prints the outcome, and appends it to ROOT/update.log with the date and the version in use.
 void Report(const std::string& outcome) {
     printf("client: %s\n", outcome.c_str());
     fflush(stdout);
@@ -58,7 +58,7 @@ void Report(const std::string& outcome) {
     const std::string version = std::filesystem::read_symlink(std::string(root) + "/current", missing).filename();
     FILE* log = fopen((std::string(root) + "/update.log").c_str(), "a");
     if (log == nullptr) return perror("client: cannot open update.log");
-    fprintf(log, "%s %s: %s\n", date, version.c_str(), outcome.c_str());
+    fprintf(log, "%s %s%s%s\n", date, outcome.c_str(), version.empty() ? "" : "; version ", version.c_str());
     fclose(log);
 }
 
