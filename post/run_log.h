@@ -31,7 +31,7 @@ private:
         }
     }
 
-    const MutexScope scope_;
+    const MutexLock scope_;
     std::ostream& out_;
 };
 
@@ -42,7 +42,7 @@ inline ErrorIs RunErrorIs(int error) { return {error, ErrorForm::CommaQuoted}; }
 /// for the caller to pass on.
 template <class... Words>
 int LogFailure(int error, const Words&... words) {
-    const MutexScope together(Logger::mutex_);
+    const MutexLock together(Logger::mutex_);
     (Line(LogError) << ... << words) << ".\n";
     Line(LogError) << RunErrorIs(error) << ".\n";
     return error;
