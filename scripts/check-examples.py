@@ -85,22 +85,27 @@ def update(root, *command):
 
 
 def check_versions():
-    """The example, set up as the recipe says: a success, a failure, the way back, and what is refused."""
+    """The example, set up as the recipe says: a success, a failure, a kill, the way back, and what is refused."""
     root, updater = os.path.realpath("app"), os.path.join(EXAMPLE, "updater.sh")
     with open(os.path.join(EXAMPLE, "setup.sh"), "rb") as file:
         setup = {"scripts/setup/qvserver": file.read()}
     version("app-1.4", {**setup, "share/app.conf": "default", "lib/old": "old"})
     version("app-1.5", {**setup, "share/app.conf": "changed", "lib": "a file now"})
     version("app-1.6", {**setup, "bin/qvserver": SERVER + '[ "$1" != --startup ]\n'})
+    version("app-1.9", {"scripts/setup/qvserver": "#!/bin/sh\nkill -KILL $PPID\nsleep 60\n"})
     done = run("bash", "-euc", block(RECIPES, "### Set up"), env={**os.environ, "root": root, "QV_SYSTEM": root})
     require(done.returncode == 0, "the set-up", done)
 
     done, last = update(root, updater, root, "app-1.5.tar.gz")
     require(done.returncode == 0 and "updated; version app-1.5" in last, done, last)
     require(snapshot(f"{root}/current") == snapshot("files/app-1.5"), "not exactly the new version")
-    done, last = update(root, updater, root, "app-1.6.tar.gz")
-    require("failed in 'startup' with error 1 " in last and "the old server runs" in last, done, last)
-    require(snapshot(f"{root}/current") == snapshot("files/app-1.5"), "not exactly the old version")
+    for name, failure in ("app-1.6", "failed in 'startup' with error 1 "), (
+        "app-1.9",
+        "failed in 'update' with error 4 ",
+    ):
+        done, last = update(root, updater, root, name + ".tar.gz")
+        require(failure in last and "the old server runs" in last, name, done, last)
+        require(snapshot(f"{root}/current") == snapshot("files/app-1.5"), name, "not exactly the old version")
     for name, reason in ("app-1.4", "previous"), ("app-1.5", "current"), ("app-1.7", "damaged"), ("app-1.8", "match"):
         if not os.path.exists(name + ".tar.gz"):
             with open("app-1.6.tar.gz", "rb") as whole:
