@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Shows what qvpost does: builds it and runs two updates of a small installation, one that succeeds and one that fails.
+# Shows what qvpost does: builds it and runs three updates of a small installation: one that succeeds, one that fails,
+# and the way back to the previous version.
 #
-#   scripts/demo.sh             the log without its time stamps, and without the lines that only keep the books
+#   scripts/demo.sh             the log without its time stamps and without its book-keeping
 #   scripts/demo.sh --full      every line of the log, as it is
 #
 # On a terminal the client shows its progress while the update runs, and the log follows; elsewhere the lines of the
@@ -16,7 +17,6 @@ case ${1-} in
     *) fail "usage: scripts/demo.sh [--full]" ;;
 esac
 need g++ cmake ninja-build
-say "Building in build-demo"
 build build-demo -DBUILD_TESTING=OFF
 export PATH=$PWD/build-demo/list:$PATH
 
@@ -30,102 +30,108 @@ trap finish EXIT
 
 terminal='' pause=0
 if [ -t 1 ]; then
-    # The steps of so small an update would pass unseen.
+    # A person could not follow the steps of so small an update.
     terminal=$(readlink "/proc/$$/fd/1") pause=1
 fi
 bold='' dim='' green='' red='' plain=''
 if [ -n "$terminal" ] && [ -z "${NO_COLOR-}" ] && [ "$(tput colors 2>/dev/null || echo 0)" -ge 8 ]; then
     bold=$'\e[1m' dim=$'\e[2m' green=$'\e[32m' red=$'\e[31m' plain=$'\e[0m'
-else
-    export NO_COLOR=1  # what the terminal can do is looked at here alone
 fi
 title() { printf '\n%s%s%s\n' "$bold" "$*" "$plain"; }
 
-# service FILE VERSION [REFUSES]: the part of the server that lives on. It makes the file of its first argument when it
-# is up; one that refuses ends.
-service() {
-    mkdir -p "${1%/*}"
-    printf '#!/bin/sh\n# version %s\nsleep %s\n' "$2" "$pause" >"$1"
-    if [ $# -gt 2 ]; then
-        printf 'echo "version %s does not run on this machine"\nexit 1\n' "$2" >>"$1"
+# make_version NAME [REFUSES]: the files of a version, packed as work/NAME.tar.gz.
+make_version() {
+    local files=$work/files
+    rm -rf "$files"
+    mkdir -p "$files/bin" "$files/lib" "$files/scripts/setup" "$files/share" "$files/doc"
+    cp examples/installation/server.sh "$files/bin/qvserver"
+    sed "s/^# Here: .*/&\nsleep $pause/" examples/installation/setup.sh >"$files/scripts/setup/qvserver"
+    cp "$work/client" "$files/bin/qvclient"
+    echo "a default configuration, version $1" >"$files/share/app.conf"
+    # The service makes ROOT/run/ready when it is up; one that refuses ends.
+    printf '#!/bin/sh\n# version %s\nsleep %s\n' "$1" "$pause" >"$files/lib/service"
+    if [ $# -gt 1 ]; then
+        printf 'echo "version %s does not run on this machine"\nexit 1\n' "$1" >>"$files/lib/service"
     else
-        printf 'trap '\''kill $!; exit'\'' TERM\ntouch "$1"\nwhile :; do sleep 60 & wait $!; done\n' >>"$1"
+        printf 'trap '\''kill $!; exit'\'' TERM\ntouch "$1/run/ready"\nwhile :; do sleep 60 9>&- & wait $!; done\n' \
+            >>"$files/lib/service"
     fi
-    chmod 755 "$1"
+    case $1 in
+        1.0) mkdir "$files/lib/plugins" && echo "version 1.0" | tee "$files/lib/old" >"$files/lib/plugins/one" ;;
+        *) ln -s ../share "$files/lib/plugins" && echo "version $1" >"$files/doc/notes, English.txt" ;;
+    esac
+    chmod 755 "$files/lib/service" "$files/bin/"* "$files/scripts/setup/qvserver"
+    tar -czf "$work/$1.tar.gz" -C "$files" .
 }
 
-notes='doc/notes, English.txt'
-make_installation() {
-    mkdir -p "$root/bin" "$root/scripts/setup" "$work/bin"
-    cp examples/installation/server.sh "$root/bin/qvserver"
-    sed "s/^ *# Here: .*/&\n        sleep $pause/" examples/installation/setup.sh >"$root/scripts/setup/qvserver"
-    "${CXX:-g++}" -std=c++20 -O2 examples/installation/client.cpp -o "$work/bin/client"
-    if [ -n "$terminal" ]; then
-        printf '#!/bin/sh\nexec "%s/bin/client" "$@" >"%s"\n' "$work" "$terminal" >"$root/bin/client"
-        chmod 755 "$root/bin/client"
-    else
-        cp "$work/bin/client" "$root/bin/client"
-    fi
-    service "$root/lib/service" 1
-    mkdir "$root/doc"
-    echo "What is new in version 1" >"$root/$notes"
-    "$root/bin/qvserver" --startup >/dev/null
-    # The updater starts this in the place of qvpost, so that the demonstration learns the exit code.
-    printf '#!/bin/sh\n"%s/build-demo/post/qvpost" "$@"\necho $? >"%s/exit"\n' "$PWD" "$work" >"$work/bin/qvpost"
-    chmod 755 "$root/bin/qvserver" "$root/scripts/setup/qvserver" "$work/bin/qvpost"
-    mkfifo "$work/exit"
+# Types, modes and targets of everything below current, then the checksums of the files.
+snapshot() {
+    (cd "$root/current/" && find . -printf '%P %y %m %l\n' && find . -type f -exec sha256sum {} +) | LC_ALL=C sort
 }
 
-make_archive() {  # VERSION [REFUSES]
-    rm -rf "$work/archive"
-    service "$work/archive/lib/service" "$@"
-    mkdir "$work/archive/doc"
-    echo "What is new in version $1" >"$work/archive/$notes"
-    tar -cf "$work/update.tar" -C "$work/archive" .
+running() { sed -z -n 's#.*/versions/\(.*\)/lib/service$#\1#p' "/proc/$(cat "$root/run/pid")/cmdline" | tr -d '\0'; }
+
+show_state() {
+    echo "The server runs version $(running). current -> $(readlink "$root/current"), where lib and doc hold:"
+    (cd "$root/current/" && find lib doc -type f -printf '  %p\n' -o -type l -printf '  %p -> %l\n' | LC_ALL=C sort)
 }
 
-show_files() {
-    local file
-    (cd "$root" && find . -type f -path './[dln]*/*' -printf '%P\n' | LC_ALL=C sort) | while IFS= read -r file; do
-        printf '  %-28s %s\n' "$file" "$(grep -o -m 1 'version [0-9].*' "$root/$file" | head -c 60)"
-    done
-}
-
-# What the programs say of themselves stands behind a bar.
+# What the programs print stands behind a bar.
 show_log() {
     local drop='' stamp='^([0-9]+ ){2}[0-9:]+ +[0-9.]+ PostMain: '
     [ -n "$full" ] ||
         drop="/$stamp(Using|Waiting|Still|Opened|Created|Going|Wrote|Closing|No )/d; s/$stamp/  /"
-    # The root is left out; the escape bytes of the list are shown as their numbers; the line that quotes a line of
-    # the list with its newline is joined.
-    sed -E -e "s#$root/?##g" -e $'s/\036/<30>/g; s/\035/<29>/g; s/\037/<31>/g' -e '/Parsing/{N; s/\n//}' \
-        -e "$drop" -e "s/^(updater|server|setup|client): .*/  ${dim}|${plain} &/" \
-        -e "s/^(Error|Warning): .*/  ${red}&${plain}/" "$work/log"
+    # The root is left out, and the line that quotes a line of the list with its newline is joined.
+    sed -E -e "s#$root/?##g" -e '/Parsing/{N; s/\n//}' \
+        -e "$drop" -e "s/^(server|setup|client): .*/  ${dim}|${plain} &/" \
+        -e "s/^(Error|Warning): .*/  ${red}&${plain}/" "$root/qvpost.log"
 }
 
-run() {  # TITLE VERSION [REFUSES]
+# run TITLE CODE COMMAND...: an update that the command begins; it must end with this exit status.
+run() {
     title "$1"
-    shift
-    make_archive "$@"
-    echo "Files before:"
-    show_files
-    : >"$work/log"
     [ -z "$terminal" ] || echo "The client, while the update runs:"
-    examples/installation/updater.sh "$root" "$work/bin/qvpost" "$work/update.tar" >>"$work/log" 2>&1 || {
-        cat "$work/log" >&2
-        fail "the updater failed"
-    }
+    "${@:3}" >/dev/null
+    flock "$root/update.lock" true # the run is over
     local code colour=$green
     code=$(cat "$work/exit")
     [ "$code" = 0 ] || colour=$red
-    echo "The update, as qvpost logs it; what the programs around it say stands behind a bar:"
+    echo "The log of qvpost; what the other programs print stands behind a bar:"
     show_log
-    echo "Files after:"
-    show_files
+    show_state
+    echo "The last line of update.log: $(tail -n 1 "$root/update.log")"
     echo "${colour}qvpost exited with $code.$plain"
+    [ "$code" = "$2" ] || fail "it should have exited with $2"
 }
 
-make_installation
+"${CXX:-g++}" -std=c++20 -O2 examples/installation/client.cpp -o "$work/client"
+if [ -n "$terminal" ]; then
+    mv "$work/client" "$work/client.real"
+    printf '#!/bin/sh\nexec "%s/client.real" "$@" >"%s"\n' "$work" "$terminal" >"$work/client"
+    chmod 755 "$work/client"
+fi
+# qvpost, with its exit status in a file.
+printf '#!/bin/sh\n"%s/build-demo/post/qvpost" "$@"\necho $? >"%s/exit"\n' "$PWD" "$work" >"$work/qvpost"
+chmod 755 "$work/qvpost"
+export QVPOST=$work/qvpost
+make_version 1.0
+make_version 2.0
+make_version 3.0 refuses
+
 echo "The installation is in $root, which is left out of the paths below."
-run "1. An update from version 1 to 2" 2
-run "2. An update to version 3, whose server refuses to start" 3 refuses
+mkdir -p "$root/versions/1.0" "$root/etc" "$root/data"
+tar -xzpf "$work/1.0.tar.gz" -C "$root/versions/1.0"
+ln -s versions/1.0 "$root/current"
+ln -s current/bin current/scripts "$root"
+{ "$root/scripts/setup/qvserver" --update --auto && "$root/bin/qvserver" --startup; } >/dev/null
+show_state
+
+run "1. An update from version 1.0 to 2.0, which adds, removes and retypes files" 0 \
+    examples/installation/updater.sh "$root" "$work/2.0.tar.gz"
+before=$(snapshot)
+run "2. An update to version 3.0, whose server refuses to start" 5 \
+    examples/installation/updater.sh "$root" "$work/3.0.tar.gz"
+[ "$before" = "$(snapshot)" ] && [ "$(running)" = 2.0 ] || fail "this is not the installation from before the update"
+echo "All $(find "$root/current/" -type f | wc -l) files have the checksums from before the update."
+run "3. The way back to version 1.0" 0 examples/installation/revert.sh "$root"
+[ "$(running)" = 1.0 ] || fail "version 1.0 does not run"

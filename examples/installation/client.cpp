@@ -1,83 +1,84 @@
-// A client, installed where the updater's -c says. qvpost starts it so:
+// A client, installed as ROOT/bin/qvclient. qvpost starts it in one of three ways:
 //
-//   client --post progress --fd N [--norestart] [--reopen]      while the update runs: follow it on descriptor N
-//   client --post success                                       it went well, and nobody followed it
-//   client --post ACTION --error CODE [--entry FILE] [--norestart]
-//                                                               it failed, and every file is as it was
+//   qvclient --post progress --fd N [--norestart] [--reopen]    to follow the update on descriptor N
+//   qvclient --post success                                     after a success that no client followed
+//   qvclient --post ACTION --error CODE [--entry FILE] [--norestart]
+//                                                               after a failure, when every file is as it was
 //
-// ACTION says in which step: init, shutdown, update or startup. --norestart (qvpost's -r) and --reopen (-i) are passed
-// on from the updater; what they mean is for the client's maker to say, and here they get one line each.
+// ACTION is the step that failed: init, shutdown, update or startup. It shows the outcome, writes a line with the date
+// and the outcome to ROOT/update.log and, after a failure, starts the old server, unless it has --norestart.
 //
-// The client must exit with 0: any other status says that the client can't work with the update, and fails it.
+// It exits with 0: any other status makes the update fail.
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <string>
 
 namespace {
 
-struct Outcome {
-    const char* post = nullptr;  // the word after "--post"; null when the client wasn't started by qvpost
-    const char* entry = nullptr;
+struct Arguments {
+    std::string post;  // the word after --post
+    std::string entry;
     int error = 0;
     int channel = -1;
     bool restart = true;
     bool reopen = false;
 };
 
-// Arguments that this version doesn't know are passed over: a later qvpost may send more.
-Outcome ReadArguments(int argc, char** argv) {
-    Outcome outcome;
+// Ignores what it does not recognise: a later qvpost may send more.
+Arguments ReadArguments(int argc, char** argv) {
+    Arguments arguments;
     for (int i = 1; i < argc; ++i) {
-        const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
-        if (strcmp(argv[i], "--norestart") == 0) {
-            outcome.restart = false;
-        } else if (strcmp(argv[i], "--reopen") == 0) {
-            outcome.reopen = true;
-        } else if (value == nullptr) {
-            continue;
-        } else if (strcmp(argv[i], "--post") == 0) {
-            outcome.post = argv[++i];
-        } else if (strcmp(argv[i], "--fd") == 0) {
-            outcome.channel = atoi(argv[++i]);
-        } else if (strcmp(argv[i], "--error") == 0) {
-            outcome.error = atoi(argv[++i]);
-        } else if (strcmp(argv[i], "--entry") == 0) {
-            outcome.entry = argv[++i];
-        }
+        const std::string name = argv[i];
+        if (name == "--norestart") arguments.restart = false;
+        if (name == "--reopen") arguments.reopen = true;
+        if (i + 1 == argc) break;
+        if (name == "--post") arguments.post = argv[++i];
+        if (name == "--fd") arguments.channel = atoi(argv[++i]);
+        if (name == "--error") arguments.error = atoi(argv[++i]);
+        if (name == "--entry") arguments.entry = argv[++i];
     }
-    return outcome;
+    return arguments;
 }
 
-constexpr char kGreen[] = "\033[32m", kRed[] = "\033[31m", kPlain[] = "\033[0m";
-
-// The sequence, where the output is a terminal that has colours and the user didn't ask for none; otherwise "".
-const char* Colour(const char* sequence) {
-    const char *terminal = getenv("TERM"), *unwanted = getenv("NO_COLOR");
-    const bool able = isatty(STDOUT_FILENO) != 0 && terminal != nullptr && strcmp(terminal, "dumb") != 0;
-    return able && (unwanted == nullptr || *unwanted == '\0') ? sequence : "";
+// Prints the outcome, and appends it to ROOT/update.log with the date and the version in use.
+void Report(const std::string& outcome) {
+    printf("client: %s\n", outcome.c_str());
+    fflush(stdout);
+    const char* root = getenv("QV_SYSTEM");
+    if (root == nullptr) return;
+    char date[64];
+    const time_t now = time(nullptr);
+    strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S %z", localtime(&now));
+    std::error_code missing;
+    const std::string version = std::filesystem::read_symlink(std::string(root) + "/current", missing).filename();
+    FILE* log = fopen((std::string(root) + "/update.log").c_str(), "a");
+    if (log == nullptr) return perror("client: cannot open update.log");
+    fprintf(log, "%s %s%s%s\n", date, outcome.c_str(), version.empty() ? "" : "; version ", version.c_str());
+    fclose(log);
 }
 
 void ShowProgress(int percent) {
     constexpr int kWidth = 40;
     if (isatty(STDOUT_FILENO) == 0) {
         printf("client: %d %%\n", percent);
-        fflush(stdout);
-        return;
+    } else {
+        const std::string bar(static_cast<size_t>(percent * kWidth / 100), '#');
+        printf("\rUpdating [%-*s] %3d %%%s", kWidth, bar.c_str(), percent, percent == 100 ? "\n" : "");
     }
-    printf("\r%sUpdating [", percent == 100 ? Colour(kGreen) : "");
-    for (int i = 0; i < kWidth; ++i) putchar(i < percent * kWidth / 100 ? '#' : '.');
-    printf("] %3d %%%s%s", percent, Colour(kPlain), percent == 100 ? "\n" : "");
     fflush(stdout);
 }
 
-// Each message is a decimal number and a zero byte: 1 to 100 are percentages, a negative one is the error that the
-// update failed with. Nothing is sent after 100 or an error. Returns the exit status of the client.
-int FollowUpdate(const Outcome& outcome) {
-    FILE* channel = fdopen(outcome.channel, "r");
+// Each message is a decimal number and a zero byte: 1 to 100 is a percentage, a negative one the error of the update.
+// Nothing follows 100 or an error.
+int FollowUpdate(const Arguments& arguments) {
+    FILE* channel = fdopen(arguments.channel, "r");
     if (channel == nullptr) {
-        perror("client: can't read the channel");
+        perror("client: cannot read the channel");
         return EXIT_FAILURE;
     }
     char* message = nullptr;
@@ -90,42 +91,46 @@ int FollowUpdate(const Outcome& outcome) {
     free(message);
     fclose(channel);
 
-    if (isatty(STDOUT_FILENO) != 0 && value < 100) putchar('\n');
-    if (value < 0) {
-        // The files are put back once this process has ended; then a second one is told more.
-        printf("%sclient: the update failed with error %d (%s)%s\n", Colour(kRed), -value, strerror(-value),
-               Colour(kPlain));
-    } else if (value < 100) {
-        printf("client: the channel ended at %d %%\n", value);
-        return EXIT_FAILURE;
-    } else if (outcome.reopen) {
-        printf("client: the user was at work: open the window again\n");
+    if (value == 100) {
+        Report("updated");
+        if (arguments.reopen) printf("client: the user was at work: open the window again\n");
+        return EXIT_SUCCESS;
     }
-    return EXIT_SUCCESS;
+    // After an error the files go back once this process has ended; then a second one gets the outcome.
+    printf("%sclient: the update failed at %s %d\n", isatty(STDOUT_FILENO) != 0 ? "\n" : "",
+           value < 0 ? "error" : "per cent", abs(value));
+    return value < 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
-int ShowSuccess() {
-    printf("%sclient: the update is complete%s\n", Colour(kGreen), Colour(kPlain));
-    return EXIT_SUCCESS;
-}
-
-int ShowFailure(const Outcome& outcome) {
-    printf("%sclient: the update failed in '%s' with error %d (%s)%s\n", Colour(kRed), outcome.post, outcome.error,
-           strerror(outcome.error), Colour(kPlain));
-    if (outcome.entry != nullptr) printf("client: at the file '%s'\n", outcome.entry);
-    printf("client: the old version is in place%s\n", outcome.restart ? "; start its server" : ", to be left stopped");
+int ShowFailure(const Arguments& arguments) {
+    std::string outcome = "failed in '" + arguments.post + "' with error " + std::to_string(arguments.error) + " (" +
+                          strerror(arguments.error) + ")";
+    if (!arguments.entry.empty()) outcome += " at '" + arguments.entry + "'";
+    if (!arguments.restart) {
+        outcome += "; the old server stays stopped";
+    } else {
+        // A server that the failed update has started runs the new version.
+        const bool stop = arguments.post == "update" || arguments.post == "startup";
+        if (stop) (void)!system("\"$QV_SYSTEM/bin/qvserver\" --shutdown");
+        const bool started = system("\"$QV_SYSTEM/bin/qvserver\" --startup") == 0;
+        outcome += started ? "; the old server runs" : "; the old server does not start";
+    }
+    Report(outcome);
     return EXIT_SUCCESS;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const Outcome outcome = ReadArguments(argc, argv);
-    if (outcome.post == nullptr) {
+    const Arguments arguments = ReadArguments(argc, argv);
+    if (arguments.post.empty()) {
         printf("client: no update has been made; open the window\n");
-        return EXIT_SUCCESS;
+    } else if (arguments.post == "progress") {
+        return FollowUpdate(arguments);
+    } else if (arguments.post == "success") {
+        Report("updated");
+    } else {
+        return ShowFailure(arguments);
     }
-    if (strcmp(outcome.post, "progress") == 0) return FollowUpdate(outcome);
-    if (strcmp(outcome.post, "success") == 0) return ShowSuccess();
-    return ShowFailure(outcome);
+    return EXIT_SUCCESS;
 }

@@ -1,51 +1,55 @@
 #!/bin/sh
-# A server program, installed as <root>/bin/qvserver.
+# A server program, installed as ROOT/bin/qvserver.
 #
-#   qvserver --shutdown     stops the server; returns when it has stopped, or wasn't running
-#   qvserver --startup      starts it; returns when it is up
+#   qvserver --shutdown     stops the server; returns when it has stopped, or was not running
+#   qvserver --startup      starts it; returns when it is up, or was running
 #
-# The exit status is 0, or the number of an error (errno) that says what went wrong: it becomes the exit code of the
-# update and is told to the client.
-root=$(cd "$(dirname "$0")/.." && pwd)
-pid_file=$root/run/pid
-ready_file=$root/run/ready      # the service makes it when it is up
+# The exit status is 0 or the number of an error (errno). It becomes the exit status of the update and reaches the
+# client.
+root=${QV_SYSTEM:-$(cd "$(dirname "$0")/.." && pwd)}
+ready=$root/run/ready # the service makes it when it is up
 io_error=5
 
 echo "server: called with $*"
+(umask 077 && mkdir -p "$root/run")
+# The service inherits the lock, so the lock is free when no service runs.
+exec 9>>"$root/run/lock"
 
-# A process that has ended and wasn't waited for yet has no program any more.
-running() { [ -f "$pid_file" ] && readlink "/proc/$(cat "$pid_file")/exe" >/dev/null; }
-
-# wait_while COMMAND: until it fails, for five seconds at most.
-wait_while() {
-    tries=100
-    while "$@" && [ $tries -gt 0 ]; do
+stop() {
+    stopped='' tries=100
+    until flock -n 9; do
+        pid=$(cat "$root/run/pid" 2>/dev/null)
+        [ "$pid" = "$stopped" ] || kill "$pid"
+        [ $tries -gt 0 ] || return 1
         sleep 0.05
-        tries=$((tries - 1))
+        stopped=$pid tries=$((tries - 1))
     done
-    ! "$@"
 }
-
-coming_up() { running && [ ! -f "$ready_file" ]; }
 
 case $1 in
     --shutdown)
-        running || exit 0
-        kill "$(cat "$pid_file")"
-        wait_while running || exit $io_error
-        rm -f "$pid_file" "$ready_file"
+        stop || exit $io_error
         ;;
     --startup)
-        running && exit 0
-        mkdir -p "$root/run"
-        rm -f "$ready_file"
-        # A service that lives on must let go of the streams that it was started with.
-        "$root/lib/service" "$ready_file" </dev/null >>"$root/run/log" 2>&1 &
-        echo $! >"$pid_file"
-        wait_while coming_up && [ -f "$ready_file" ] && exit 0
-        rm -f "$pid_file"
-        echo "server: the service did not come up: $(tail -n 1 "$root/run/log")"
-        exit $io_error
+        flock -n 9 || exit 0
+        rm -f "$ready" "$root/run/pid"
+        # The service keeps running: it gets a session and streams of its own, and the files of one version.
+        version=$(realpath "$root/current")
+        # shellcheck disable=SC2016
+        setsid sh -c 'echo $$ >"$1/run/pid" && exec "$2/lib/service" "$1"' sh "$root" "$version" \
+            </dev/null >>"$root/run/log" 2>&1 &
+        tries=100
+        until [ -f "$ready" ]; do
+            # A process that has ended has no program, even while it is a zombie.
+            if [ $tries = 0 ] || ! readlink "/proc/$!/exe" >/dev/null; then
+                echo "server: the service did not come up: $(tail -n 1 "$root/run/log")"
+                exec 9>&- 9>>"$root/run/lock"
+                stop
+                exit $io_error
+            fi
+            sleep 0.05
+            tries=$((tries - 1))
+        done
         ;;
     *)
         echo "usage: $0 --startup | --shutdown" >&2
