@@ -8,11 +8,10 @@ find_package(Threads REQUIRED)
 
 set(QVPOST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
 option(QVPOST_WERROR "Treat warnings as errors" OFF)
-option(QVPOST_COVERAGE "Count the lines that run" OFF)
-# What sanitizers and the count of lines bring along exists as shared libraries alone. The choice is made anew whenever
-# they are switched in the same build folder.
+# The run-time libraries of the sanitizers are shared. The choice is made anew when they are switched in the same build
+# directory.
 include(CMakeDependentOption)
-cmake_dependent_option(QVPOST_STATIC "Link the programs fully static" ON "NOT QVPOST_SANITIZE;NOT QVPOST_COVERAGE" OFF)
+cmake_dependent_option(QVPOST_STATIC "Link the programs fully static" ON "NOT QVPOST_SANITIZE" OFF)
 
 # What every target of ours is held to; nothing of it reaches the users of the library.
 add_library(qvpost_warnings INTERFACE)
@@ -42,10 +41,6 @@ else()
   # What nothing reaches is left out: an empty run costs as many page faults as the program has pages to relocate.
   target_compile_options(qvpost_compile INTERFACE -ffunction-sections -fdata-sections)
   target_link_options(qvpost_flags INTERFACE -Wl,--gc-sections)
-endif()
-if(QVPOST_COVERAGE)
-  target_compile_options(qvpost_compile INTERFACE --coverage -O0 -U_FORTIFY_SOURCE)
-  target_link_options(qvpost_compile INTERFACE --coverage)
 endif()
 
 # A program that needs no file of the system that it works on.

@@ -10,43 +10,31 @@
 #include "common/process/process_create.h"
 #include "post/run_log.h"
 
-// Behind each failure stands the line that it makes.
+// The lines of the failures are in exit_path.cpp, which words those of its own client differently.
 const ChildKind kServerStop{.starting = "Stopping server",
                             .waiting = "server",
                             .subject = "Server",
                             .showsVector = false,
                             .action = "shutdown",
-                            .failures = {{"stop server", "AA"},      // Can't stop server '…' in context [AA].
-                                         {"wait for server", "AB"},  // Can't wait for server '…' in context [AB].
-                                         {"server", "AC"}}};  // Failure reported by server '…' in context [AC].
-
+                            .failures = {{"stop server", "AA"}, {"wait for server", "AB"}, {"server", "AC"}}};
 const ChildKind kServerStart{.starting = "Starting server",
                              .waiting = "server",
                              .subject = "Server",
                              .showsVector = false,
                              .action = "startup",
-                             .failures = {{"start server", "AJ"},     // Can't start server '…' in context [AJ].
-                                          {"wait for server", "AK"},  // Can't wait for server '…' in context [AK].
-                                          {"server", "AL"}}};  // Failure reported by server '…' in context [AL].
-
+                             .failures = {{"start server", "AJ"}, {"wait for server", "AK"}, {"server", "AL"}}};
 const ChildKind kSetupScript{.starting = "Starting server script",
                              .waiting = "server script",
                              .subject = "Server",
                              .showsVector = false,
                              .action = "update",
-                             .failures = {{"update server", "BJ"},    // Can't update server '…' in context [BJ].
-                                          {"wait for server", "BK"},  // Can't wait for server '…' in context [BK].
-                                          {"server", "BL"}}};  // Failure reported by server '…' in context [BL].
-
-// The exit path words the failures of its own client differently.
+                             .failures = {{"update server", "BJ"}, {"wait for server", "BK"}, {"server", "BL"}}};
 const ChildKind kClient{.starting = "Starting client",
                         .waiting = "client",
                         .subject = "Client",
                         .showsVector = true,
                         .action = nullptr,
-                        .failures = {{"start client", "AM"},          // Can't start client '…' in context [AM].
-                                     {"wait for client", "AN"},       // Can't wait for client '…' in context [AN].
-                                     {"complete update in", "AO"}}};  // Failure reported by complete update in '…' …
+                        .failures = {{"start client", "AM"}, {"wait for client", "AN"}, {"complete update in", "AO"}}};
 
 namespace {
 

@@ -1,28 +1,14 @@
 #!/bin/bash
-# Builds the benchmarks, runs them, prints one table and draws the plots of docs/performance.md (bench.py). Every figure
-# of the table is a ratio of two things that were measured in this run, in turns, so that a slow or a busy machine
-# changes both.
+# Builds the benchmarks, runs them, prints one table and draws the plot of docs/performance.md.
 #
-#     scripts/bench.sh [--quick]      --quick: a tenth of the work, for a first look;
-#                                 the plots go to the build folder
+#   scripts/bench.sh [--quick]
 #
-# QVPOST_BENCH_DIR: where the files to replace are made (default /dev/shm, where a system call is cheapest and what the
-# program adds shows most). QVPOST_BENCH_BUILD: the build folder (default build-bench).
+# --quick does a tenth of the work, for a first look; its plot goes to the build directory. QVPOST_BENCH_DIR names the
+# directory for the files to replace (/dev/shm).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
 
-case $* in
-    '' | --quick) ;;
-    *)
-        sed -n '2,/^set /s/^# \{0,1\}//p' "$0"
-        exit 2
-        ;;
-esac
-
-need g++ cmake ninja-build python3 strace gnuplot-nox libbenchmark-dev libspdlog-dev
-
-folder=${QVPOST_BENCH_BUILD-build-bench}
-say "Building in $folder"
-build "$folder" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_TESTING=OFF -DQVPOST_BENCH=ON
-exec scripts/bench.py "$folder" "$@"
+need g++ cmake ninja-build python3 gnuplot-nox libbenchmark-dev libspdlog-dev
+build build-bench --preset release -DBUILD_TESTING=OFF -DQVPOST_BENCH=ON
+exec bench/bench.py build-bench "$@"

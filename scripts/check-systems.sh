@@ -2,12 +2,14 @@
 # Tries the project on other systems, each in a fresh root of its own:
 #
 #   bookworm, trixie    a bare Debian 12, a bare Debian 13: both commands of the README, with warnings as errors, and
-#                       the same with clang++
-#   i386                a Debian 12 of 32 bits, which the processor runs by itself: everything
+#                       the tests with clang++
+#   i386                a Debian 12 of 32 bits, whose programs the processor runs by itself: the same with g++
 #   arm64, armhf        cross-compiled; the tests of the library and the demonstration run by an emulator
+#   package             a Debian 12 in which both packages, checked by lintian, are installed, used and removed
 #
-# Needs root, debootstrap, a package archive (MIRROR names one, the default is debootstrap's own), 4 GB in TMPDIR and,
-# for the last two, qemu-user-static. Packages are kept in DOWNLOADS (/var/cache/qvpost-systems) for the next time.
+# Needs root, debootstrap, a package archive (MIRROR names one, the default is that of debootstrap), 4 GB in TMPDIR,
+# qemu-user-static for arm64 and armhf, and lintian for the package. Packages of Debian are kept in DOWNLOADS
+# (/var/cache/qvpost-systems) for the next time.
 #
 #   scripts/check-systems.sh [PART...]     without a part, all of them
 set -euo pipefail
@@ -15,24 +17,25 @@ cd "$(dirname "$0")/.."
 . scripts/lib.sh
 
 parts=("$@")
-[ $# -gt 0 ] || parts=(bookworm trixie i386 arm64 armhf)
+[ $# -gt 0 ] || parts=(bookworm trixie i386 arm64 armhf package)
 downloads=${DOWNLOADS:-/var/cache/qvpost-systems}
 child=
 formats=/proc/sys/fs/binfmt_misc
 
-# Each part has mounts and processes of its own, so that none is left behind however it ends. This here waits for it,
-# and puts away what is not of that kind.
+# Each part has mounts and processes of its own, so that none is left behind however it ends. This function waits for
+# it, and removes what is of another kind.
 supervise() {
     local part failed=()
-    [ "$(id -u)" = 0 ] || fail "needs root"
-    command -v debootstrap >/dev/null || fail "needs debootstrap"
+    need_root debootstrap
     for part in "${parts[@]}"; do
         case $part in
             bookworm | trixie | i386) ;;
             arm64 | armhf) [ -e "$(emulator "$part")" ] || fail "needs qemu-user-static" ;;
+            package) need g++ cmake ninja-build lintian ;;
             *) fail "there is no part '$part'" ;;
         esac
     done
+    umask 022
     mkdir -p "$downloads"
     downloads=$(cd "$downloads" && pwd)
     work=$(mktemp -d "${TMPDIR:-/tmp}/qvpost-systems.XXXXXX")
@@ -56,7 +59,7 @@ supervise() {
         child=
         say "$part: $([ $code = 0 ] && echo "done" || echo FAILED) after $SECONDS s"
         [ $code = 0 ] || failed+=("$part")
-        rm -rf --one-file-system "$work"/*
+        rm -rf --one-file-system "${work:?}"/*
     done
     [ ${#failed[@]} = 0 ] || fail "failed: ${failed[*]}"
 }
@@ -76,33 +79,21 @@ make_root() {
 inside() { $personality chroot "$root" /usr/bin/env -i -C /project PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root \
     DEBIAN_FRONTEND=noninteractive "$@"; }
 
-# quietly COMMAND...: what it says is shown when it fails.
-quietly() { "$@" >"$work/log" 2>&1 || { tail -n 40 "$work/log"; return 1; }; }
-
 get() { quietly inside apt-get -q -y --no-install-recommends install "$@"; }
 
-# tests COMMAND...: the end of what it says, or all that is not about a success.
+# tests COMMAND...: the end of its output, or everything that is not about a success.
 tests() {
     "$@" >"$work/log" 2>&1 || { grep -v '^ *Start\|Passed' "$work/log"; return 1; }
     tail -n 12 "$work/log"
 }
 
-suite() { tests inside scripts/test.sh -DQVPOST_WERROR=ON "$@"; }
 demo() { check_demo inside "$@" scripts/demo.sh; }
 
-bare() {
-    make_root "$1"
-    demo
-    suite
-    get clang
-    # For debugging: without the C library's checked forms of calls, which the tests' linker can't catch on each system.
-    suite -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug
-}
-
 native() {
-    make_root bookworm --arch="$1"
+    make_root "$@"
     demo
-    suite
+    tests inside scripts/test.sh release -DQVPOST_WERROR=ON
+    [ -n "$personality" ] || tests inside scripts/test.sh clang
 }
 
 emulator() { echo "/usr/lib/binfmt.d/qemu-${1/%arm64/aarch64}.conf" | sed 's/armhf/arm/'; }
@@ -123,14 +114,51 @@ emulated() {  # ARCHITECTURE TRIPLET
         -E '^Process.IsWatchedJudgedAndEnded$'
 }
 
+# Every path but those of the package manager, and of what any program may write at any time.
+list_files() {
+    (cd "$root" && find . -xdev \( -path ./proc -o -path ./tmp -o -path ./var/cache -o -path ./var/lib/apt -o \
+        -path ./var/lib/dpkg -o -path ./var/log \) -prune -o -print | LC_ALL=C sort)
+}
+
+package() {
+    build "$work/build" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_TESTING=OFF
+    (cd "$work/build" && cpack -G DEB >/dev/null)
+    ls -l "$work"/build/*.deb
+    lintian --allow-root --fail-on error,warning "$work"/build/*.deb
+    make_root bookworm
+    get g++ cmake make pkgconf mandoc
+    list_files >"$work/before"
+
+    cp "$work"/build/*.deb "$root/tmp"
+    local packages=("$work"/build/*.deb)
+    get "${packages[@]/#*\///tmp/}"
+    inside sh -euc 'dpkg --verify qvpost libqvcommon-dev; qvpost-list --version
+        for page in qvpost.8 qvpost-list.1 qvpost-list.5 qvpost-client.7; do
+            mandoc -T ascii "/usr/share/man/man${page##*.}/$page.gz" | sed -n 1p
+        done'
+    inside sh -eu scripts/try-update.sh
+
+    say "The example of the library"
+    inside sh -euc 'cd /tmp; cp -r /usr/share/doc/libqvcommon-dev/examples/library .
+        cmake -S library -B build >/dev/null; cmake --build build; build/qvcommon-example example.log
+        g++ -std=c++20 library/main.cpp $(pkg-config --cflags --libs qvcommon) -o example; ./example example.log'
+
+    rm -rf "$root"/tmp/*
+    quietly inside apt-get -q purge -y qvpost libqvcommon-dev
+    list_files >"$work/after"
+    diff "$work/before" "$work/after" || fail "the packages left these behind"
+    echo "The packages leave nothing behind."
+}
+
 if [ "${1-}" != --inside ]; then
     supervise
     exit
 fi
 personality=
 case $2 in
-    i386) personality='setarch i386'; native i386 ;;
+    i386) personality='setarch i386'; native bookworm --arch=i386 ;;
     arm64) emulated arm64 aarch64-linux-gnu ;;
     armhf) emulated armhf arm-linux-gnueabihf ;;
-    *) bare "$2" ;;
+    package) package ;;
+    *) native "$2" ;;
 esac

@@ -7,27 +7,36 @@ fail() {
     exit 1
 }
 
-# Whether what a Debian package brings is there, however it was installed.
+# quietly COMMAND...: what the command prints is shown on a terminal, and elsewhere when it fails.
+quietly() {
+    local log code=0
+    if [ -t 1 ]; then
+        "$@"
+        return
+    fi
+    log=$(mktemp)
+    "$@" >"$log" 2>&1 || code=$?
+    # Ninja's lines about steps that succeeded tell nothing about one that failed.
+    [ $code = 0 ] || grep -v '^\[[0-9]*/[0-9]*\] [BLS]' "$log" | tail -n 100 >&2 || true
+    rm -f "$log"
+    return $code
+}
+
+# Whether the contents of a Debian package are there, however they were installed.
 has_package() {
     case $1 in
-        g++ | cmake | git | python3 | black | clang | clang-tidy | clang-format | pkg-config | gcovr | strace | rsync | patch)
-            command -v "$1" >/dev/null ;;
-        gnuplot-nox) command -v gnuplot >/dev/null ;;
         ninja-build) command -v ninja >/dev/null ;;
         libbenchmark-dev) [ -e /usr/include/benchmark/benchmark.h ] ;;
         libspdlog-dev) [ -e /usr/include/spdlog/spdlog.h ] ;;
-        python3-clang) /usr/bin/python3 -c 'import clang.cindex; clang.cindex.Index.create()' 2>/dev/null ;;
         libgtest-dev)  # the headers alone may be those of an unbuilt copy: compile and link
             printf '#include <gtest/gtest.h>\nint main() { testing::InitGoogleTest(); }\n' |
                 "${CXX:-g++}" -std=c++20 -x c++ - -o /dev/null -lgtest -pthread >/dev/null 2>&1 ;;
-        libclang-rt-14-dev) compgen -G '/usr/lib/llvm-14/lib/clang/14*/lib/linux/libclang_rt.fuzzer-x86_64.a' >/dev/null ||
-            dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null | grep -qx installed ;;
-        *) fail "has_package: don't know how to look for '$1'" ;;
+        *) command -v "$1" >/dev/null || dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null | grep -qx installed ;;
     esac
 }
 
-# install_packages PACKAGE...: Debian packages, as root. An index that can't be had, while its archive is renewed for
-# instance, need not be the one that matters: whether the packages can be had is for the installation to say.
+# install_packages PACKAGE...: Debian packages, as root. An index that cannot be fetched may be one that is not needed:
+# the installation decides.
 install_packages() {
     local as_root=()
     [ "$(id -u)" = 0 ] || as_root=(sudo)
@@ -35,7 +44,7 @@ install_packages() {
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y --no-install-recommends install "$@"
 } </dev/null
 
-# need PACKAGE...: installs those Debian packages that are missing, or says what to install.
+# need PACKAGE...: installs the missing Debian packages, or prints what to install.
 need() {
     local package missing=()
     for package; do
@@ -49,45 +58,27 @@ need() {
     [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
         fail "missing: ${missing[*]}; run this as root once, or install sudo"
     say "Installing ${missing[*]}"
-    local log
-    log=$(mktemp)
-    if ! install_packages "${missing[@]}" >"$log" 2>&1; then
-        tail -n 15 "$log" >&2
-        rm -f "$log"
-        fail "could not install: ${missing[*]}"
-    fi
-    rm -f "$log"
+    quietly install_packages "${missing[@]}" || fail "could not install: ${missing[*]}"
     for package in "${missing[@]}"; do
-        has_package "$package" || fail "'$package' was installed, and still doesn't work"
+        has_package "$package" || fail "'$package' was installed, and still does not work"
     done
 }
 
-# build_folder [CMAKE-ARGUMENT...]: the folder of a build with these arguments, so that different ones keep apart.
-# -DQVPOST_SANITIZE=address,undefined gives build-address-undefined, -DQVPOST_WERROR=ON gives build-werror.
-build_folder() {
-    local argument name value folder=build
-    for argument; do
-        value=${argument#*=} name=${argument%%=*} name=${name#-D} name=${name%:*}
-        case $value in
-            ON) value=${name##*_} ;;
-            OFF) value=no-${name##*_} ;;
-        esac
-        folder+=-$(printf %s "$value" | tr '[:upper:]' '[:lower:]' | tr -cs '[:alnum:]' - | sed 's/^-//; s/-$//')
+# need_root TOOL...: fails without root or one of these commands.
+need_root() {
+    local tool
+    [ "$(id -u)" = 0 ] || fail "needs root"
+    for tool; do
+        command -v "$tool" >/dev/null || fail "needs $tool"
     done
-    echo "$folder"
 }
 
-# build FOLDER [CMAKE-ARGUMENT...]: configures and builds; what the tools say is shown when they fail.
+# build DIRECTORY [CMAKE-ARGUMENT...]: configures and builds.
 build() {
-    local folder=$1 log
-    shift
-    log=$(mktemp)
-    if ! { cmake -S . -B "$folder" -G Ninja "$@" && cmake --build "$folder"; } >"$log" 2>&1; then
-        grep -v '^\[[0-9]*/[0-9]*\] \(Building\|Linking\|Scanning\)' "$log" | tail -n 100 >&2 || true
-        rm -f "$log"
-        fail "the build in '$folder' failed"
-    fi
-    rm -f "$log"
+    say "Configuring $1"
+    quietly cmake -S . -B "$1" -G Ninja "${@:2}" || fail "'$1' cannot be configured"
+    say "Building $1"
+    quietly cmake --build "$1" || fail "the build in '$1' failed"
 }
 
 # check_demo COMMAND...: runs the demonstration with this command; one of its updates succeeds, the other one fails.
@@ -98,15 +89,9 @@ check_demo() {
     [ "$(grep -c 'qvpost exited with [05]\.' <<<"$text")" = 2 ]
 }
 
-# debian_root FOLDER SUITE DOWNLOADS [OPTION...]: a small Debian, by debootstrap with these options. Its packages are
-# kept in DOWNLOADS for the next time; MIRROR names another archive than debootstrap's own.
+# debian_root DIRECTORY SUITE DOWNLOADS [OPTION...]: a small Debian, by debootstrap with these options. Its packages are
+# kept in DOWNLOADS for the next time; MIRROR names another archive than that of debootstrap.
 debian_root() {
-    local log
-    log=$(mktemp)
-    if ! debootstrap --variant=minbase --cache-dir="$3" "${@:4}" "$2" "$1" ${MIRROR:+"$MIRROR"} >"$log" 2>&1; then
-        tail "$log" >&2
-        rm -f "$log"
+    quietly debootstrap --variant=minbase --cache-dir="$3" "${@:4}" "$2" "$1" ${MIRROR:+"$MIRROR"} ||
         fail "debootstrap could not make a $2"
-    fi
-    rm -f "$log"
 }

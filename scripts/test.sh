@@ -1,16 +1,16 @@
 #!/usr/bin/env bash
-# Builds everything and runs all tests: scripts/test.sh [CMAKE-ARGUMENT...]
+# Builds everything and runs all tests: scripts/test.sh [PRESET [CMAKE-ARGUMENT...]]
 #
-# Installs what is missing on Debian. Other arguments build in a folder of their own:
-#   scripts/test.sh -DQVPOST_SANITIZE=thread      in build-thread
+# The presets are in CMakePresets.json; without one it is "release", the build that is installed. Missing packages are
+# installed on Debian.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
+preset=${1-release}
 
 need g++ cmake ninja-build libgtest-dev python3
-folder=$(build_folder "$@")
-say "Building in $folder"
-build "$folder" -DBUILD_TESTING=ON "$@"
-say "Testing in $folder"
+[ "$preset" != clang ] || need clang
+build "build-$preset" --preset "$preset" "${@:2}"
+say "Testing build-$preset"
 # Most of a test is waiting for children.
-exec ctest --test-dir "$folder" --parallel $((2 * $(nproc))) --output-on-failure --no-tests=error --progress
+exec ctest --test-dir "build-$preset" --parallel $((2 * $(nproc))) --output-on-failure --no-tests=error --progress

@@ -12,7 +12,7 @@
 #include "common/util/large_types.h"
 #include "common/util/path_text.h"  // FileJoinPath
 
-/// stat(2): 1 the file exists, *record is filled; 0 it doesn't (ENOENT, so a dangling link too); -1 any other failure.
+/// stat(2): 1 the file exists, *record is filled; 0 it does not (ENOENT, so a dangling link too); -1 any other failure.
 int FileStat(const char* path, struct stat* record);
 int FileStatEntity(const char* directory, const char* name, struct stat* record);
 int FileIsEntity(const char* directory, const char* name);
@@ -21,7 +21,7 @@ int FileIsEntity(const char* directory, const char* name);
 int FileIsDirectory(const char* directory, const char* name);
 int FileIsRegular(const char* directory, const char* name);
 
-/// The size of a regular file in bytes; 0 also when it is missing; -1 with errno, EINVAL when it isn't a regular file.
+/// The size of a regular file in bytes; 0 also when it is missing; -1 with errno, EINVAL when it is not a regular file.
 int64_t FileGetSize(const char* directory, const char* name);
 
 /// 1 when access(2) grants mode (R_OK, W_OK, X_OK, F_OK), which it judges by the real ids; else 0 with errno.
@@ -40,9 +40,9 @@ int FileHasPathPrefix(const char* name);
 /// file (errno EIO) or a failure (its errno, EAGAIN too). Either may also have ended a line early, and left its errno.
 char* FileReadLine(int descriptor, char* buffer, int size);
 
-/// Writes the whole string with as many calls as that takes. Returns the bytes written: fewer when the descriptor takes
-/// no more for now (EAGAIN) or failed on the way; -1 with errno when nothing was written because of a failure, EFAULT
-/// for a null string.
+/// Writes the whole string, of at most 2 GiB less one byte, with as many calls as that takes. Returns the bytes
+/// written: fewer when the descriptor takes no more for now (EAGAIN) or failed on the way; -1 with errno when nothing
+/// was written because of a failure, EFAULT for a null string.
 int FileWriteString(int descriptor, const char* string);
 
 /// chown(2): 1, or -1 with errno and two lines on the ordinary stream; a null path is refused with EFAULT.

@@ -1,9 +1,10 @@
 // Names, IPv4 addresses and the two ends of a socket. An address is a 32-bit number in network byte order. Failures are
 // written on the ordinary stream and again on the level stream. Linking the look-ups pulls in the system resolver,
-// which a fully static program can't serve.
+// which a fully static program cannot serve.
 //
-// An operation that fails leaves in errno what its entry says, or the number of the call that failed. A look-up that
-// fails inside the resolver has none: its log lines show h_errno(3).
+// An operation that fails leaves in errno what its entry says, or the number of the call that failed. The resolver and
+// getnameinfo(3) may fail without one: errno then means nothing and may be 0. The log lines of a failed look-up show
+// h_errno(3).
 //
 // Threads: SocketResolveAddress, SocketResolveName and SocketResolveText use resolver calls that are not reentrant, and
 // the entries that return texts share storage which the next call overwrites: callers on more than one thread serialise
@@ -15,15 +16,15 @@
 #include <cstdint>
 
 /// The address of a host name or dotted text, by gethostbyname(3), then inet_addr(3). 0 with errno EADDRNOTAVAIL and
-/// four log lines when it can't be resolved; without a line for a null or empty name.
+/// four log lines when it cannot be resolved; without a line for a null or empty name.
 uint32_t SocketResolveAddress(const char* name);
 
 /// The official name of the host with a dotted address, in the resolver's storage. Null after two log lines for a text
-/// that isn't an address (null, and 255.255.255.255 which inet_addr can't tell from an error), after four when it has
+/// that is not an address (null, and 255.255.255.255 which inet_addr cannot tell from an error), after four when it has
 /// no name.
 const char* SocketResolveName(const char* text);
 
-/// SocketFormatAddress of SocketResolveAddress, with its lines and errno: "0.0.0.0" when the name can't be resolved.
+/// SocketFormatAddress of SocketResolveAddress, with its lines and errno: "0.0.0.0" when the name cannot be resolved.
 const char* SocketResolveText(const char* name);
 
 /// The dotted text of an address, in a buffer of this function's own that all threads share.
@@ -40,12 +41,12 @@ int SocketIsNumericAddress(const char* text);
 /// 16; leaves any other alone.
 void SocketUnmapAddress(struct sockaddr_storage* address, socklen_t* length);
 
-/// The port of the socket's local end (local non-zero) or of its peer; -1 with errno and four log lines. A failure of
-/// getnameinfo(3) is reported with the errno of that moment, which may be 0.
+/// The port of the socket's local end (local non-zero) or of its peer; -1 with errno and four log lines. A local (Unix)
+/// socket has the number that its path begins with, else 0.
 int SocketGetPort(int descriptor, int local);
 
 /// The numeric address of that end as a new[] text that the caller frees with delete[], a mapped IPv4 peer in dotted
-/// form; null with errno and four log lines, as SocketGetPort.
+/// form, "localhost" for a local (Unix) socket; null with errno and four log lines.
 char* SocketGetHost(int descriptor, int local);
 
 /// All four at once. The caller owns both host texts in every case; an unknown one reads "UNKNOWN", an unknown port -1.

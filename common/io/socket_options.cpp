@@ -19,37 +19,6 @@ namespace {
 constexpr int kLevelSunOs = 1;
 constexpr int kLevelLinux24 = 3;
 
-// The words of a failure, with the descriptor and the value where the option has them.
-enum class Order { DescriptorAlone, DescriptorThenValue, ValueThenDescriptor };
-
-struct Words {
-    const char* text;
-    Order order;
-    int descriptor, value = 0;
-};
-
-std::ostream& operator<<(std::ostream& out, const Words& words) {
-    switch (words.order) {
-        case Order::DescriptorAlone:
-            return out << words.text << " FD#" << words.descriptor;
-        case Order::DescriptorThenValue:
-            return out << words.text << " FD#" << words.descriptor << " to " << words.value;
-        case Order::ValueThenDescriptor:
-            break;
-    }
-    return out << words.text << " to " << words.value << " on FD#" << words.descriptor;
-}
-
-struct LingerWords {
-    struct linger value;
-    int descriptor;
-};
-
-std::ostream& operator<<(std::ostream& out, const LingerWords& words) {
-    return out << "Failed to set SO_LINGER values to " << words.value.l_onoff << " and " << words.value.l_linger
-               << " on FD#" << words.descriptor;
-}
-
 constexpr FailureStyle kError{.opening = "Socket: ERROR! ", .lines = FailureLines::One, .level = LogError};
 constexpr FailureStyle kWarning{.opening = "Socket: WARNING! ", .lines = FailureLines::One, .level = LogWarning};
 constexpr FailureStyle kErrorInTwo{.opening = "Socket: ERROR! ", .lines = FailureLines::Two, .level = LogError};
@@ -57,51 +26,45 @@ constexpr FailureStyle kErrorInTwo{.opening = "Socket: ERROR! ", .lines = Failur
 struct SocketOption {
     int level, name;
     const char* words;
-    Order order = Order::DescriptorThenValue;
-    int support = -1;  // the level that the system must have
+    bool valueFirst = false;  // in the words of a failure
+    int support = -1;         // the level that the system must have
     FailureStyle failure = kError;
     int silent[2] = {0, 0};  // error numbers that are returned without a line; 0 is none
 };
 
-constexpr SocketOption kNoDelay{.level = IPPROTO_TCP,
-                                .name = TCP_NODELAY,
-                                .words = "Can't set no-delay mode on",
-                                .silent = {EOPNOTSUPP, ENOPROTOOPT}};
+constexpr SocketOption kNoDelay{
+    .level = IPPROTO_TCP, .name = TCP_NODELAY, .words = "Can't set no-delay mode", .silent = {EOPNOTSUPP, ENOPROTOOPT}};
 constexpr SocketOption kCork{.level = IPPROTO_TCP,
                              .name = TCP_CORK,
                              .words = "Failed to set TCP_CORK",
-                             .order = Order::ValueThenDescriptor,
+                             .valueFirst = true,
                              .support = kLevelLinux24,
                              .failure = kErrorInTwo};
 constexpr SocketOption kQuickAck{.level = IPPROTO_TCP,
                                  .name = TCP_QUICKACK,
                                  .words = "Failed to set TCP_QUICKACK",
-                                 .order = Order::ValueThenDescriptor,
+                                 .valueFirst = true,
                                  .support = kLevelLinux24,
                                  .failure = kErrorInTwo};
-constexpr SocketOption kReceiveBuffer{.level = SOL_SOCKET,
-                                      .name = SO_RCVBUF,
-                                      .words = "Failed to set SO_RCVBUF size",
-                                      .order = Order::ValueThenDescriptor};
-constexpr SocketOption kSendBuffer{.level = SOL_SOCKET,
-                                   .name = SO_SNDBUF,
-                                   .words = "Failed to set SO_SNDBUF size",
-                                   .order = Order::ValueThenDescriptor};
+constexpr SocketOption kReceiveBuffer{
+    .level = SOL_SOCKET, .name = SO_RCVBUF, .words = "Failed to set SO_RCVBUF size", .valueFirst = true};
+constexpr SocketOption kSendBuffer{
+    .level = SOL_SOCKET, .name = SO_SNDBUF, .words = "Failed to set SO_SNDBUF size", .valueFirst = true};
 constexpr SocketOption kLowDelay{.level = IPPROTO_IP,
                                  .name = IP_TOS,
-                                 .words = "Failed to set IPTOS_LOWDELAY on",
+                                 .words = "Failed to set IPTOS_LOWDELAY",
                                  .support = kLevelSunOs,
                                  .failure = kWarning,
                                  .silent = {EOPNOTSUPP, 0}};
-constexpr SocketOption kKeepAlive{.level = SOL_SOCKET, .name = SO_KEEPALIVE, .words = "Failed to set SO_KEEPALIVE on"};
-constexpr SocketOption kReuseAddress{
-    .level = SOL_SOCKET, .name = SO_REUSEADDR, .words = "Failed to set SO_REUSEADDR on"};
+constexpr SocketOption kKeepAlive{.level = SOL_SOCKET, .name = SO_KEEPALIVE, .words = "Failed to set SO_KEEPALIVE"};
+constexpr SocketOption kReuseAddress{.level = SOL_SOCKET, .name = SO_REUSEADDR, .words = "Failed to set SO_REUSEADDR"};
 
 int SetOption(const SocketOption& option, int descriptor, int value) {
     if (SocketSystemSupport < option.support) return 0;
     if (setsockopt(descriptor, option.level, option.name, &value, sizeof value) != -1) return 1;
     if (errno == option.silent[0] || errno == option.silent[1]) return -1;
-    return LogFailedCall(option.failure, Words{option.words, option.order, descriptor, value});
+    if (option.valueFirst) return LogFailedCall(option.failure, option.words, " to ", value, " on FD#", descriptor);
+    return LogFailedCall(option.failure, option.words, " on FD#", descriptor, " to ", value);
 }
 
 // Reads an int option: 0, or -1 with errno.
@@ -129,14 +92,13 @@ int SocketSetNonBlocking(int descriptor, int value) {
         if (((flags & O_NONBLOCK) != 0 ? 1 : 0) == value) return 1;
         if (fcntl(descriptor, F_SETFL, value != 0 ? flags | O_NONBLOCK : flags & ~O_NONBLOCK) != -1) return 1;
     }
-    return LogFailedCall(kError,
-                         Words{"Can't set non-blocking mode on", Order::DescriptorThenValue, descriptor, value});
+    return LogFailedCall(kError, "Can't set non-blocking mode on FD#", descriptor, " to ", value);
 }
 
 int SocketSetNoInherit(int descriptor, int value) {
     // The whole word is written, not the one bit: FD_CLOEXEC is the only flag of a descriptor.
     if (fcntl(descriptor, F_SETFD, value) == 0) return 1;
-    return LogFailedCall(kError, Words{"Can't set no-inherit mode on", Order::DescriptorThenValue, descriptor, value});
+    return LogFailedCall(kError, "Can't set no-inherit mode on FD#", descriptor, " to ", value);
 }
 
 int SocketSetNoDelay(int descriptor, int value) { return SetOption(kNoDelay, descriptor, value); }
@@ -154,7 +116,8 @@ int SocketSetKeepAlive(int descriptor, int value) { return SetOption(kKeepAlive,
 int SocketSetLinger(int descriptor, int seconds) {
     const struct linger value = {seconds > 0 ? 1 : 0, std::max(seconds, 0)};
     if (setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &value, sizeof value) != -1) return 1;
-    return LogFailedCall(kError, LingerWords{value, descriptor});
+    return LogFailedCall(kError, "Failed to set SO_LINGER values to ", value.l_onoff, " and ", value.l_linger,
+                         " on FD#", descriptor);
 }
 
 int SocketSetReuseAddress(int descriptor, int value) { return SetOption(kReuseAddress, descriptor, value); }
@@ -184,7 +147,7 @@ int SocketGetBytesQueued(int descriptor) {
     if (!CountsQueues()) return -1;
     int count = 0;
     if (ioctl(descriptor, SIOCOUTQ, &count) != -1) return count;
-    return LogFailedCall(kError, Words{"Failed to get bytes queued on", Order::DescriptorAlone, descriptor});
+    return LogFailedCall(kError, "Failed to get bytes queued on FD#", descriptor);
 }
 
 int SocketGetBytesWritable(int descriptor) {
@@ -193,11 +156,11 @@ int SocketGetBytesWritable(int descriptor) {
     if (queued == -1) return -1;
     int size = 0;
     if (GetOption(descriptor, SOL_SOCKET, SO_SNDBUF, &size) != -1) return std::max(size - kReserve - queued, 0);
-    return LogFailedCall(kError, Words{"Failed to get the SO_SNDBUF size on", Order::DescriptorAlone, descriptor});
+    return LogFailedCall(kError, "Failed to get the SO_SNDBUF size on FD#", descriptor);
 }
 
 int SocketGetError(int descriptor) {
     int value = 0;
     if (GetOption(descriptor, SOL_SOCKET, SO_ERROR, &value) != -1) return value;
-    return LogFailedCall(kError, Words{"Failed to get the SO_ERROR option for", Order::DescriptorAlone, descriptor});
+    return LogFailedCall(kError, "Failed to get the SO_ERROR option for FD#", descriptor);
 }

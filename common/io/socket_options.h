@@ -1,9 +1,9 @@
 // Modes of descriptors, options of sockets, and byte counts. No state; any thread may call. descriptor is never closed.
 //
-// Setters return 1 when the option is set; 0, without a call or a line, when the system doesn't have it
+// Setters return 1 when the option is set; 0, without a call or a line, when the system does not have it
 // (SocketSystemSupport is below the level named here; so do all of them that need a level before SocketSystemInit); -1
 // with errno on failure. A failure is written on the ordinary stream and again on the level stream, unless an entry
-// says that it is silent. An on/off value is 0 for off and any other for on, and goes to the system unchanged.
+// says that it is silent. On is 1 and off is 0; every other value goes to the system unchanged too.
 // SocketSystemInit is in socket_system.h.
 #pragma once
 
@@ -19,7 +19,8 @@ int SocketSetNoDelay(int descriptor, int value);
 /// TCP_CORK. Needs level 3. Writes a failure in four lines.
 int SocketSetCork(int descriptor, int value);
 
-/// SO_RCVBUF and SO_SNDBUF in bytes (socket(7)). Linux doubles the number and reports the double.
+/// SO_RCVBUF and SO_SNDBUF in bytes (socket(7)). Linux limits the number (net.core.rmem_max, net.core.wmem_max),
+/// doubles it and reports the double.
 int SocketSetReceiveBuffer(int descriptor, int size);
 int SocketSetSendBuffer(int descriptor, int size);
 

@@ -7,10 +7,10 @@
 #include "common/io/socket_report.h"
 
 int SocketPipe(int* pair, int size) {
-    pair[0] = pair[1] = -1;
     // Close-on-exec from the creation: another thread may fork before the two calls below have been made.
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) == 0 && SocketSetNoInherit(pair[0], 1) != -1 &&
-        SocketSetNoInherit(pair[1], 1) != -1) {
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) == -1) {
+        pair[0] = pair[1] = -1;  // the system may have stored numbers that belong to others
+    } else if (SocketSetNoInherit(pair[0], 1) != -1 && SocketSetNoInherit(pair[1], 1) != -1) {
         SocketSetReceiveBuffer(pair[0], size);
         SocketSetReceiveBuffer(pair[1], size);
         SocketSetSendBuffer(pair[0], size);

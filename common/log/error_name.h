@@ -1,7 +1,7 @@
 // Texts and symbolic names of error numbers. Stateless; any thread may call.
 #pragma once
 
-/// The text of an error number: "No error" for 0, else what strerror(3) says, also of a number that it doesn't know.
+/// The text of an error number: "No error" for 0, else what strerror(3) says, also of a number that it does not know.
 /// Static or thread-local storage of the C library; not to be freed. Leaves errno alone.
 const char* ErrorString(int error);
 

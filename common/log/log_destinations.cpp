@@ -2,28 +2,23 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
+#include <cstdio>
 #include <iostream>
 #include <utility>
 
-#include "common/log/error_is.h"
-#include "common/log/log_device.h"
+#include "common/log/log_stream.h"
 #include "common/log/logger.h"
 #include "common/util/path_text.h"
 #include "common/util/string_owned.h"
 
 namespace {
 
-class LogFile : public std::ofstream {
+class LogFile : public std::ostream {
 public:
-    LogFile() { std::ios::rdbuf(&buffer_); }
-    bool Open(const char* path, std::ios::openmode mode, bool buffered) {
-        if (!buffered) buffer_.pubsetbuf(nullptr, 0);
-        return buffer_.open(path, mode) != nullptr;
-    }
+    explicit LogFile(FILE* file) : std::ostream(nullptr), buffer_(file) { rdbuf(&buffer_); }
 
 private:
-    LogBuffer<std::filebuf> buffer_;
+    FileBuffer buffer_;
 };
 
 }  // namespace
@@ -58,10 +53,10 @@ void Logger::Put(const Slot& slot, std::ostream* stream) {
     this->*slot.stream = stream;
     if (leads) LeadStandardError();
     if (old == &std::clog || old == stream) return;
-    delete (this->*slot.retired);
+    delete std::exchange(this->*slot.retired, old);
+    old->exceptions(std::ios::goodbit);  // nobody would catch what the next two throw
     old->flush();
     old->rdbuf(stderrBuffer_);
-    this->*slot.retired = old;
 }
 
 void Logger::Set(const Slot& slot, std::ostream* stream) {
@@ -79,7 +74,7 @@ void Logger::Reset(const Slot& slot) {
 void Logger::Open(const Slot& slot, const char* dir, const char* name) {
     if (slot.gated && redirect_ == 0) return;
     char* path = FileJoinPath(dir, name);
-    std::ostream* stream = path != nullptr ? OpenFile(std::ios::app, path) : nullptr;
+    std::ostream* stream = path != nullptr ? OpenFile("ae", path) : nullptr;
     if (stream == nullptr) {
         StringReset(&path);
         return;
@@ -96,7 +91,7 @@ void Logger::Truncate(const Slot& slot, int limit) {
 
     const bool leads = LeadsStandardError(slot);
     Put(slot, &std::clog);
-    std::ostream* stream = OpenFile(std::ios::trunc, name);
+    std::ostream* stream = OpenFile("we", name);
     if (stream == nullptr) {
         StringReset(&(this->*slot.name));
         return;
@@ -105,21 +100,19 @@ void Logger::Truncate(const Slot& slot, int limit) {
     if (leads) LeadStandardError();
 }
 
-std::ostream* Logger::OpenFile(std::ios::openmode mode, const char* path) const {
+std::ostream* Logger::OpenFile(const char* mode, const char* path) const {
     constexpr int kAttempts = 5;
     constexpr useconds_t kPause = 200'000;  // microseconds
     const mode_t mask = umask(077);
-    LogFile* file = nullptr;
+    FILE* file = nullptr;
     for (int attempt = 0; attempt < kAttempts && file == nullptr; ++attempt) {
-        file = new LogFile;
-        if (!file->Open(path, mode | std::ios::out, buffered_ != 0)) {
-            delete file;
-            file = nullptr;
-            usleep(kPause);
-        }
+        file = fopen(path, mode);
+        if (file == nullptr) usleep(kPause);
     }
     umask(mask);
-    return file;
+    if (file == nullptr) return nullptr;
+    setvbuf(file, nullptr, buffered_ != 0 ? _IOFBF : _IONBF, BUFSIZ);  // now: an entry allocates nothing
+    return new LogFile(file);
 }
 
 void Logger::SetLogStream(std::ostream* stream) { Set(kLog, stream); }
@@ -128,7 +121,7 @@ void Logger::SetErrorStream(std::ostream* stream) {
     if (stream == nullptr || redirect_ == 0) return;
     Set(kError, stream);
     LeadStandardError();
-    std::clog << "Logger: Redirected the standard error to the stream.\n";
+    LogWrite(std::clog, "Logger: Redirected the standard error to the stream.\n");
 }
 
 void Logger::SetAuxStream(std::ostream* stream) { Set(kAux, stream); }
@@ -145,7 +138,7 @@ void Logger::OpenErrorFile(const char* dir, const char* name) {
     if (redirect_ == 0) return;
     Open(kError, dir, name);
     if (errorName_ != nullptr) LeadStandardError();
-    std::clog << "Logger: Redirected the standard error to '" << StringOrNil(errorName_) << "'.\n";
+    LogWrite(std::clog, "Logger: Redirected the standard error to '", StringOrNil(errorName_), "'.\n");
 }
 
 void Logger::OpenAuxFile(const char* dir, const char* name) { Open(kAux, dir, name); }
@@ -156,23 +149,11 @@ void Logger::TruncateErrorFile(int limit) { Truncate(kError, limit); }
 
 void Logger::TruncateAuxFile(int limit) { Truncate(kAux, limit); }
 
-void Logger::Abandon() {
-    // Kept where a leak checker finds them: they are let go of on purpose.
-    static std::ostream* abandoned[6];
-    std::ostream** place = abandoned;
-    for (const Slot* slot : {&kLog, &kError, &kAux}) {
-        *place++ = std::exchange(this->*slot->stream, &std::clog);
-        *place++ = std::exchange(this->*slot->retired, nullptr);
-    }
-    std::clog.rdbuf(stderrBuffer_);
-}
-
 Logger::~Logger() {
     for (const Slot* slot : {&kLog, &kError, &kAux}) Reset(*slot);
-    for (const Slot* slot : {&kLog, &kError, &kAux}) delete (this->*slot->retired);
+    for (const Slot* slot : {&kLog, &kError, &kAux}) delete std::exchange(this->*slot->retired, nullptr);
     if (leader_ == this) leader_ = nullptr;  // the reset above may have made it this one again
-    delete nullStream_;
-    nullStream_ = &std::clog;
+    delete std::exchange(nullStream_, &std::clog);
     // Lines are logged through the Logger even after this. The compiler may drop the stores above as dead, since the
     // object ends here, unless somebody may read them.
     asm volatile("" : : "r"(this) : "memory");

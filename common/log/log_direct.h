@@ -1,4 +1,4 @@
-// Log entries straight on the standard error, for code that can't use the Logger: they take no lock and ignore its
+// Log entries straight on the standard error, for code that cannot use the Logger: they take no lock and ignore its
 // mode. Each returns the stream behind the start of a line; the caller inserts the rest and the newline. No entry
 // changes errno.
 #pragma once
@@ -21,12 +21,6 @@ constexpr int kLogPrefixSize = 128;
 
 /// Builds the time-stamp prefix "<process id> <kernel thread id> <time> " (TimeClockText of the present) into buffer
 /// and returns its length as snprintf(3) does. At most size - 2 characters and a NUL are written: the last byte of the
-/// buffer isn't used. A size below 2 writes nothing. The ids are asked for once a process and once a thread; a child of
-/// fork(2) asks anew. A child that _Fork(3) or the bare system call made isn't noticed, and shows its parent's.
+/// buffer is not used. A size below 2 writes nothing. The ids are read once a process and once a thread, and anew in a
+/// child of fork(2). A child that _Fork(3) or the bare system call made shows the ids of its parent.
 int LogPrefix(char* buffer, int size);
-
-/// Makes the standard error line-buffered, so that a line costs one write however many pieces it is inserted in, and
-/// drops the text that is still pending there in every child of fork: it is the parent's to write. std::clog gets a
-/// buffer that remembers failed and cancelled writes, unless it leads elsewhere already. The first call does it; the
-/// Logger makes it before main.
-void LogDirectBufferLines();

@@ -3,18 +3,18 @@
 #include <pthread.h>
 
 #include <atomic>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 
 #include "common/log/error_is.h"
-#include "common/log/log_device.h"
 #include "common/log/log_direct.h"
+#include "common/log/log_stream.h"
+#include "common/util/cancel_block.h"
 
 namespace {
 
 // Static objects log before Logger::mutex_ is built and after it was destroyed, when nothing may touch it. A constant
-// initialised flag can be asked at any time.
+// initialised flag can be read at any time.
 std::atomic<bool> mutexLives{false};
 
 void LockIfAlive() QV_UNCHECKED {
@@ -23,10 +23,6 @@ void LockIfAlive() QV_UNCHECKED {
 
 void UnlockIfAlive() QV_UNCHECKED {
     if (mutexLives.load(std::memory_order_relaxed)) Logger::mutex_.Unlock();
-}
-
-void ResetIfAlive() {
-    if (mutexLives.load(std::memory_order_relaxed)) Logger::mutex_.Reset();
 }
 
 class LogLock {
@@ -44,13 +40,29 @@ private:
     const bool wanted_;
 };
 
-// No process is copied while another thread holds the mutex, for that thread isn't in the copy: the child would wait
-// for it for ever. A recursive mutex can't be unlocked in the child, where the thread has another id; it gets a new
-// one. What else a fork does is in process_create.h.
+// No process is copied while another thread holds the mutex, for that thread is not in the copy: the child would wait
+// for it for ever. A cancelled thread must not leave fork with the mutex.
+void BeforeFork() {
+    LockIfAlive();
+    const CancelBlock block;
+    logger_.FlushAll();
+}
+
+// The parent writes what another thread has inserted since the flush. A recursive mutex cannot be unlocked in the
+// child, where the thread has another id; it gets a new one.
+void InChild() {
+    for (const std::ostream* out : {logger_.logStream_, logger_.errorStream_, logger_.auxStream_}) {
+        if (auto* const file = dynamic_cast<FileBuffer*>(out->rdbuf())) file->DropPendingText();
+    }
+    __fpurge(stderr);
+    if (mutexLives.load(std::memory_order_relaxed)) Logger::mutex_.Reset();
+}
+
+// What else a fork does is in process_create.h.
 struct MutexLife {
     MutexLife() {
         mutexLives = true;
-        pthread_atfork(LockIfAlive, UnlockIfAlive, ResetIfAlive);
+        pthread_atfork(BeforeFork, UnlockIfAlive, InChild);
     }
     ~MutexLife() { mutexLives = false; }
 };
@@ -91,18 +103,24 @@ const Logger* Logger::leader_ = nullptr;
 
 // While a Logger has bound std::clog to a stream of its own, the buffer of that stream is no place to go back to.
 std::streambuf* Logger::StandardErrorBuffer() {
-    LogDirectBufferLines();
+    [[maybe_unused]] static const bool done = [] {
+        static char line[8192];  // holds the longest line of the program, two names of the longest kind
+        setvbuf(stderr, line, _IOLBF, sizeof line);
+        // Never destroyed: std::clog is used until the process is gone. One that leads elsewhere is left alone.
+        if (std::clog.rdbuf() == std::cerr.rdbuf()) std::clog.rdbuf(new FileBuffer(stderr));
+        return true;
+    }();
     const bool bound = leader_ != nullptr && leader_->LeadsStandardError(kError);
     return bound ? leader_->stderrBuffer_ : std::clog.rdbuf();
 }
 
 std::ostream& Logger::Log() {
-    if (mode_ != 1) return *nullStream_;
+    if (mode_ == 0) return *nullStream_;
     const KeptErrno kept;
     char prefix[kLogPrefixSize];
-    const int length = LogPrefix(prefix, sizeof prefix);  // before the lock: the time is not that of a wait's end
+    LogPrefix(prefix, sizeof prefix);  // before the lock: the time is not that of a wait's end
     const LogLock lock(locked_ == 1);
-    std::ostream& out = LogBegin(*logStream_, prefix, length);
+    std::ostream& out = LogBegin(Chosen(), prefix);
     SetDecimal(out);
     return out;
 }
@@ -111,7 +129,7 @@ std::ostream& Logger::Level(const char* word) {
     if (mode_ == 0) return *nullStream_;
     const KeptErrno kept;
     const LogLock lock;
-    return LogBegin(*errorStream_, word, static_cast<std::streamsize>(strlen(word)));
+    return LogBegin(*errorStream_, word);
 }
 
 std::ostream& Logger::Session() { return Level("Session: "); }
@@ -125,15 +143,16 @@ std::ostream& Logger::Info() { return Level("Info: "); }
 std::ostream& Logger::Plain() { return Level(""); }
 
 std::ostream& Logger::Continue() {
+    if (mode_ == 0) return *nullStream_;
     const KeptErrno kept;
     const LogLock lock;
     return LogFlushed(Chosen());
 }
 
 std::ostream& Logger::Tagged(const char* tag) {
+    const KeptErrno kept;
     std::ostream& out = Log();
-    if (showTags_ != 0) out << tag << "/";
-    return out;
+    return showTags_ != 0 ? LogWrite(out, tag, "/") : out;
 }
 
 void Logger::Flush() {
@@ -143,6 +162,12 @@ void Logger::Flush() {
         SetDecimal(*out);
         LogFlushed(*out);
     }
+}
+
+void Logger::FlushAll() {
+    const KeptErrno kept;
+    const LogLock lock;
+    for (std::ostream* out : {logStream_, errorStream_, auxStream_}) LogFlushed(*out);
 }
 
 std::ostream& Log() { return logger_.Log(); }

@@ -4,16 +4,19 @@
 //     Log() << "Socket: ERROR! Can't bind FD#" << fd << ".\n";
 //
 // Ordinary lines (Log) begin with a time stamp, level lines (Error, Warning, Info, Session) with a word. Both go to the
-// standard error unless the application redirects them. No entry reports a failure or changes errno. A null text puts
-// the stream into its failed state, as it does with every std::ostream, and all later lines on it are lost: write "nil"
-// instead (StringOrNil). A write that fails, and a thread that is cancelled within a line, cost that line alone, where
-// the stream is the standard error or a file that the Logger opened: the next entry finds it out and goes on. A stream
-// of the caller's own stays as that left it.
+// standard error unless the application redirects them. No entry reports a failure, throws or changes errno. A stream
+// in the failed state swallows the text of every later line until its owner clears it. A failed write, a null text
+// (write StringOrNil instead) and the cancellation of a thread in the middle of a line put it into that state.
 //
-// Threads: the start of a line is written under Logger::mutex_, the caller's text isn't; texts of two threads can
-// interleave. The members that set, open, truncate and reset a destination take no lock: no other thread may start a
-// line on that stream meanwhile. A stream that was replaced lives on until the next replacement, writing to the
-// standard error, for a thread that still holds it.
+// Linking this makes the standard error line-buffered: a prompt without a newline waits until it is flushed.
+// std::ios::sync_with_stdio(false) gives std::clog a buffer of its own, which is neither line-buffered nor locked.
+//
+// Threads: the start of a line is written under Logger::mutex_, the caller's text is not. Texts of two threads can
+// interleave; on the standard error and on files that the Logger opened no byte is lost. A thread must not be cancelled
+// in the middle of a line on a shared stream. The members that set, open, truncate and reset a destination take no
+// lock: meanwhile no other thread may start a line on that stream or fork. A replaced stream lives until the next
+// replacement and writes to the standard error, for a thread that still holds it. While a Logger is destroyed, no other
+// thread may log through it; logger_ is destroyed by exit(3).
 #pragma once
 #include <ostream>
 #include <streambuf>
@@ -70,18 +73,23 @@ public:
     std::ostream& Info();
     std::ostream& Plain();
 
-    /// Goes on with the current ordinary line, flushing what there is of it.
+    /// Flushes what there is of the current ordinary line, for the caller to continue it.
     std::ostream& Continue();
 
     /// Log, then tag (not null) and "/".
     std::ostream& Tagged(const char* tag);
 
-    /// Writes out what waits in the ordinary and in the level stream, and sets both to decimal.
+    /// Sets to decimal and flushes the stream that Log returns (the ordinary one only where mode_ is 1) and the level
+    /// stream.
     void Flush();
 
-    /// Makes a stream of the caller's the destination. It must be a heap object that the Logger doesn't hold yet; the
-    /// Logger deletes it once it was replaced and its successor too, or at its own end. Null is ignored. SetErrorStream
-    /// takes std::clog along and writes a line about it there.
+    /// Flushes all three streams, whatever mode_ is.
+    void FlushAll();
+
+    /// Makes a stream of the caller's the destination. It must be a heap object that the Logger does not hold yet. The
+    /// Logger deletes it when its successor is replaced, or at its own end. Its exceptions() stay until it is replaced;
+    /// then only the caller's insertions throw. Null is ignored. SetErrorStream binds std::clog to the stream's buffer
+    /// and writes a line about it there.
     void SetLogStream(std::ostream* stream);
     void SetErrorStream(std::ostream* stream);
     void SetAuxStream(std::ostream* stream);
@@ -91,24 +99,22 @@ public:
     void ResetErrorStream();
     void ResetAuxStream();
 
-    /// Appends to the file FileJoinPath(dir, name); a null or empty name changes nothing. A new file has mode 0600
-    /// whatever the file-creation mask, which is changed for the moment of the opening, for the whole process. A file
-    /// that can't be opened is tried five times, 200 milliseconds apart, and leaves the destination as it was, without
-    /// a line: whoever must know compares logStream_ (errorStream_, auxStream_) before and after. OpenErrorFile takes
-    /// std::clog along and writes a line about it there in every case.
+    /// Appends to the file FileJoinPath(dir, name), which no executed program inherits; a null or empty name changes
+    /// nothing. A new file has mode 0600: the file-creation mask of the whole process is 077 meanwhile. A file that
+    /// cannot be opened is tried five times in one second, and leaves the destination as it was, without a line:
+    /// whoever must know compares logStream_ (errorStream_, auxStream_) before and after. OpenErrorFile binds std::clog
+    /// to the file and writes a line there in every case.
     void OpenLogFile(const char* dir, const char* name);
     void OpenErrorFile(const char* dir, const char* name);
     void OpenAuxFile(const char* dir, const char* name);
 
-    /// Starts a file that was opened by name again, empty, when its size (taken as a signed 32-bit number of bytes) has
-    /// reached limit; a negative limit changes nothing. When it can't be opened again the stream goes to std::clog.
+    /// Opens the file again, empty, when it was opened by name and its size (taken as a signed 32-bit number of bytes)
+    /// has reached limit; a negative limit changes nothing. The mask is as above. When the file cannot be opened, the
+    /// stream goes to std::clog and its name is forgotten. Do not truncate a file that two streams share: the new
+    /// stream does not append, and the two overwrite each other's lines.
     void TruncateLogFile(int limit);
     void TruncateErrorFile(int limit);
     void TruncateAuxFile(int limit);
-
-    /// Lets go of every stream without writing what waits in it. For a child of fork that is about to end: the text is
-    /// its parent's to write.
-    void Abandon();
 
 private:
     struct Slot;
@@ -126,7 +132,7 @@ private:
     void Reset(const Slot& slot);
     void Open(const Slot& slot, const char* dir, const char* name);
     void Truncate(const Slot& slot, int limit);
-    std::ostream* OpenFile(std::ios::openmode mode, const char* path) const;
+    std::ostream* OpenFile(const char* mode, const char* path) const;
 };
 
 /// The one Logger of the program, built before main and before every object of ordinary static lifetime.

@@ -1,39 +1,34 @@
 #include "common/log/report.h"
 
 #include <cerrno>
+#include <sstream>
+#include <string>
 
 #include "common/log/logger.h"
 
 namespace {
 
-struct Place {
+struct Site {
     const char *className, *method, *context;
+    std::string ending = {};  // behind the context
 };
 
-// What the members differ in: the pieces of the opening, and what stands behind the context.
-template <class Ending, class... Opening>
-void ReportWithEnding(int error, const Place& place, Ending ending, Opening... opening) {
+template <class... Opening>
+void Report(int error, const Site& site, Opening... opening) {
     const auto write = [&](std::ostream& out) {
-        (out << ... << opening) << " in method '" << place.className << "::" << place.method << "()' context ["
-                                << place.context << "]";
-        ending(out);
-        out << ".\n";
+        (out << ... << opening) << " in method '" << site.className << "::" << site.method << "()' context ["
+                                << site.context << "]" << site.ending << ".\n";
     };
-    write(Log() << place.className << ": ERROR! ");
+    write(Log() << site.className << ": ERROR! ");
     write(LogError());
     errno = error;
 }
 
-template <class... Opening>
-void Report(int error, const Place& place, Opening... opening) {
-    ReportWithEnding(
-        error, place, [](std::ostream&) {}, opening...);
-}
-
 template <class Value>
-void ReportNotImplementedValue(const Place& place, Value value) {
-    ReportWithEnding(
-        ENOSYS, place, [value](std::ostream& out) { out << " value '" << value << "'"; }, "Not implemented");
+void ReportNotImplementedValue(const char* className, const char* method, const char* context, Value value) {
+    std::ostringstream ending;
+    ending << " value '" << value << "'";
+    Report(ENOSYS, {className, method, context, ending.str()}, "Not implemented");
 }
 
 }  // namespace
@@ -67,11 +62,11 @@ void ReportNotImplemented(const char* className, const char* method, const char*
 }
 
 void ReportNotImplemented(const char* className, int value, const char* method, const char* context) {
-    ReportNotImplementedValue({className, method, context}, value);
+    ReportNotImplementedValue(className, method, context, value);
 }
 
 void ReportNotImplemented(const char* className, const void* value, const char* method, const char* context) {
-    ReportNotImplementedValue({className, method, context}, value);
+    ReportNotImplementedValue(className, method, context, value);
 }
 
 void ReportNoMemory(const char* className, const char* method, const char* context) {

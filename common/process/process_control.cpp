@@ -54,18 +54,11 @@ int ProcessRaise(int signal) { return raise(signal); }
 
 void ProcessExit(int code) { exit(code); }
 
-void ProcessAbort() {
-    LogFlush();  // abort and SIGKILL leave what waits in the streams behind
-    abort();
-}
+void ProcessAbort() { abort(); }
 
 void ProcessKillSelf() {
-    LogFlush();
     kill(getpid(), SIGKILL);
     for (;;) ProcessSleep(1'000'000);
 }
 
-int ProcessDetach() {
-    LogFlush();  // the process that exits inside the call takes what waits in its streams with it
-    return daemon(1, 1) == 0 ? 1 : LogFailedCall(kDetachWarning, "Detach from terminal failed");
-}
+int ProcessDetach() { return daemon(1, 1) == 0 ? 1 : LogFailedCall(kDetachWarning, "Detach from terminal failed"); }

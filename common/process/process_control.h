@@ -30,12 +30,10 @@ int ProcessRaise(int signal);
 /// exit(3): exit handlers and static destructors run.
 [[noreturn]] void ProcessExit(int code);
 
-/// abort(3), after the log was flushed.
+/// abort(3) and SIGKILL for the own process, at once: what waits in the log is lost.
 [[noreturn]] void ProcessAbort();
-
-/// Sends SIGKILL to the own process, after the log was flushed.
 [[noreturn]] void ProcessKillSelf();
 
-/// daemon(3), keeping working directory and standard descriptors: the calling process exits, a copy of it goes on in a
-/// new session. Returns 1 in the copy, or -1 with errno and two log lines.
+/// daemon(3), keeping working directory and standard descriptors: the calling process exits, and a copy of it with the
+/// calling thread alone continues in a new session. Returns 1 in the copy, or -1 with errno and two log lines.
 int ProcessDetach();

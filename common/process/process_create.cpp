@@ -1,5 +1,6 @@
 #include "common/process/process_create.h"
 
+#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -8,6 +9,7 @@
 
 #include "common/log/failure.h"
 #include "common/process/process_control.h"
+#include "common/util/cancel_block.h"
 
 namespace {
 
@@ -29,11 +31,6 @@ void PlaceStandardStreams(int input, int output, int error) {
     }
 }
 
-void UseRealIds() {
-    ProcessSetGroupId(ProcessGetGroupId());
-    ProcessSetUserId(ProcessGetUserId());
-}
-
 }  // namespace
 
 int ProcessCreate(const char* command, const char* const* parameters, const char* const* environment, int input,
@@ -49,35 +46,36 @@ int ProcessCreateReporting([[maybe_unused]] const char* command, const char* con
         errno = EINVAL;
         return -1;
     }
+    const CancelBlock block;  // a caller that is cancelled gets the process id all the same
     const int pid = ProcessFork();
     if (pid == -1) return LogFailedCall(kWarning, "Function fork() failed");
     if (pid != 0) return pid;
     logger_.mode_ = 0;
-    if (keepIds == 0) UseRealIds();
+    if (keepIds == 0) {
+        ProcessSetGroupId(ProcessGetGroupId());
+        ProcessSetUserId(ProcessGetUserId());
+    }
     PlaceStandardStreams(input, output, error);
     ProcessSetPriority(level);
     ProcessExec(parameters[0], parameters + 1, environment);
     const int failed = errno;
-    while (write(report, &failed, sizeof failed) == -1 && errno == EINTR) continue;  // nobody hears it on -1
-    logger_.Abandon();  // exit runs the Logger's destructor, which would write the parent's text a second time
+    while (write(report, &failed, sizeof failed) == -1 && errno == EINTR) continue;  // fails on -1
     ProcessExit(failed);
 }
 
-int ProcessFork() QV_UNCHECKED {
-    Logger::mutex_.Lock();
-    // What waits in a log file's buffer would be written by both processes.
-    for (std::ostream* out : {logger_.logStream_, logger_.errorStream_}) out->flush();
+int ProcessFork() {
+    int cancelState;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
     int pid;
     do {
         pid = fork();
     } while (pid == -1 && errno == EINTR);
-    if (pid != 0) Logger::mutex_.Unlock();  // the child's is a fresh one
+    if (pid != 0) pthread_setcancelstate(cancelState, nullptr);  // the child is not the thread that was cancelled
     return pid;
 }
 
 int ProcessExec(const char* file, const char* const* arguments, const char* const* environment) {
-    if (logger_.mode_ != 0)
-        LogFlush();  // the new program has no part in the streams; a silent child's are its parent's
+    if (logger_.mode_ != 0) logger_.FlushAll();                // the new program has no part in the streams
     auto* const vector = const_cast<char* const*>(arguments);  // exec writes to neither vector, POSIX only says so late
     if (file == nullptr) {
         errno = EFAULT;

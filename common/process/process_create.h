@@ -1,5 +1,6 @@
-// Starting programs as children. Stateless but for the Logger's mutex, which is held across fork; any thread may call.
-// Strings and vectors belong to the caller.
+// Starting programs as children. Stateless but for the log; any thread may call. A cancellation that arrives in
+// ProcessCreate or ProcessFork stays pending until it returns, and does not reach the child. Strings and vectors belong
+// to the caller.
 #pragma once
 #include <sys/types.h>
 
@@ -11,58 +12,60 @@ enum { ProcessPriorityLowest = 100, ProcessPriorityNormal, ProcessPriorityHigh, 
 /// parameters is null-terminated: the file to execute (searched in PATH when environment is null and it has no '/'),
 /// then the program's argument vector, so element 1 becomes argv[0]. environment is a null-terminated vector of
 /// NAME=value texts, or null for the caller's own. command only names the program for the reader. input, output and
-/// error become the child's descriptors 0, 1 and 2; -1 or the stream's own number leaves a stream as inherited. A
-/// descriptor that was given is closed in the child once it was duplicated, unless another stream is it too. Nothing
-/// else is closed: mark close-on-exec what the child must not inherit. Signal dispositions and mask stay. level is
-/// applied always (ProcessSetPriority); with keepIds 0 the child runs with the real user and group id.
+/// error become the child's descriptors 0, 1 and 2; -1 or the stream's own number leaves a stream as inherited. They
+/// are placed in this order, one after the other: crossed ones (-1, 2, 1) make both streams the first. A descriptor
+/// that was duplicated is closed in the child, unless another stream is it too. Nothing else is closed: mark
+/// close-on-exec what the child must not inherit. A descriptor that is close-on-exec and already in its place (0, 1 or
+/// 2) is closed too. Signal dispositions and mask stay. level is applied always (ProcessSetPriority); with keepIds 0
+/// the child runs with the real user and group id.
 ///
 /// Returns -1 with errno: EINVAL and a log line when there are fewer than two parameters; fork's number and two lines
-/// when there is no child. What fails inside the child doesn't show here: a failed id or priority is passed over, and a
-/// child whose program can't be executed exits with the error number as its status, silently.
+/// when there is no child. What fails inside the child does not show here: a failed id or priority is ignored, and a
+/// child whose program cannot be executed exits with the error number as its status, silently.
 int ProcessCreate(const char* command, const char* const* parameters, const char* const* environment, int input,
                   int output, int error, int level, int keepIds);
 
-/// ProcessCreate, and word of whether the program was executed: report is a descriptor (the writing end of a pipe, say,
-/// above 2 and close-on-exec) into which the child writes the error number, an int in the machine's order, when its
-/// program can't be executed; execution closes it. Whoever reads at the other end, with no copy of report open any
-/// more, gets the number, or the end of the file as soon as the program runs. -1 stands for none.
+/// ProcessCreate that reports whether the program was executed. report is a descriptor above 2 that is close-on-exec,
+/// such as the writing end of a pipe, or -1 for none. The child writes the error number into it, an int in the
+/// machine's order, when its program cannot be executed; execution closes it. Once the caller has closed its copy, a
+/// read at the other end gives that number, or the end of the file as soon as the program runs.
 int ProcessCreateReporting(const char* command, const char* const* parameters, const char* const* environment,
                            int input, int output, int error, int level, int keepIds, int report);
 
-// What a fork does, in the order in which it does it. Handlers of pthread_atfork(3) see to most of it, wherever the
-// state lies, so that a plain fork(2) of the application's is as safe; the system runs those of before in the reverse
-// order of their registration, those of after in that order.
+// What every fork does, by handlers of pthread_atfork(3). The system runs those of before in the reverse order of their
+// registration, those of after in that order.
 //
-//   ProcessFork alone    takes Logger::mutex_ and writes out what waits in the log's files, or both processes would
 //   before    qvpost     blocks its signals: none of its handlers may run in the child (post/interrupts.cpp)
-//             Logger     takes Logger::mutex_: the thread that holds it wouldn't be in the child (logger.cpp)
+//             Logger     takes Logger::mutex_, whose holder would not be in the child, and flushes the three streams of
+//                        logger_, which waits where the standard error is full (logger.cpp)
 //             clock      takes the lock around the C library's time zone, for the same reason (time_text.cpp)
 //   parent    all of it back, in the opposite order
 //   child     clock      frees the time zone's lock
-//             prefix     forgets the process's and the thread's id (log_direct.cpp)
-//             Logger     drops what is pending on the standard error, the parent's to write; a new mutex, since a
-//                        recursive one can't be unlocked under another thread id
+//             prefix     forgets the ids of the process and the thread (log_direct.cpp)
+//             Logger     drops what another thread has inserted since the flush, on the standard error and in its
+//                        files: it is the parent's to write; a new mutex, since a recursive one cannot be unlocked
+//                        under another thread id
 //             qvpost     puts back the dispositions and the mask that it was started with
 //
-// ProcessCreate then silences the child's log and sets ids, streams and priority. Where the program can't be executed
-// the child ends by exit, not _exit: what a preloaded library or a sanitizer does at the end of a process is done. That
-// runs static destructors, the Logger's among them, so the Logger lets go of its streams first (Logger::Abandon). What
-// waits in other streams of the application's is written a second time: flush them before.
+// ProcessCreate then silences the child's log and sets ids, streams and priority. Where the program cannot be executed,
+// the child ends by exit, not _exit: what a preloaded library or a sanitizer does at the end of a process is done.
+// Static destructors run, also that of the Logger, which deletes the streams that the application gave it. What waits
+// in other streams and Logger objects of the application is written a second time: flush them before.
 
-/// fork(2) while no other thread is writing the start of a log line: the child's id in the parent, 0 in the child,
-/// silently -1 with errno. A fork that a signal interrupted is repeated. What waits in the log is written out before.
-/// The log is usable in the child, after a plain fork(2) too; locks of other kinds that other threads hold stay locked.
+/// fork(2) with the work above: the child's id in the parent, 0 in the child, silently -1 with errno. A fork that a
+/// signal interrupted is repeated. The log is usable in the child; locks of other kinds that other threads hold stay
+/// locked. The child returns with cancellation disabled (pthread_setcancelstate(3)).
 int ProcessFork();
 
 /// execve(2) with an environment, execvp(3) without. Returns only on failure: -1 with errno (EFAULT for a null file)
-/// and two log lines.
+/// and two log lines. The three streams of logger_ are flushed before, unless the log is off (mode_ 0).
 int ProcessExec(const char* file, const char* const* arguments, const char* const* environment);
 
-/// Sets the nice value that ProcessPriorityValue gives for level, by setpriority(2). 1, or -1 with errno and two log
-/// lines.
+/// Sets the nice value that ProcessPriorityValue gives for level, by setpriority(2), which on Linux changes the calling
+/// thread alone. 1, or -1 with errno and two log lines.
 int ProcessSetPriority(int level);
 
-/// nice(2): adds increment to the nice value. 1, or -1 with errno and two log lines.
+/// nice(2): adds increment to the nice value of the calling thread. 1, or -1 with errno and two log lines.
 int ProcessChangePriority(int increment);
 
 /// The nice value of a priority level.

@@ -10,20 +10,22 @@
 enum { ThreadCancelDeferred = 0, ThreadCancelAsynchronous = 1 };
 
 /// Starts a joinable thread that runs function(argument). Returns 1, with its identifier in both variables (the handle
-/// goes to the other calls, the id is for log lines), or -1, with -1 in both. *id may still be unset when the function
-/// begins.
+/// goes to the other calls, the id is for log lines), or -1, with -1 in both. *handle may still be unset when
+/// the function begins.
 int ThreadCreate(pthread_t* handle, pthread_t* id, void* (*function)(void*), void* argument);
 
-/// Whether the thread exists: 1 yes, 0 no (ESRCH, no line), -1 the probe failed.
+/// Whether the thread exists: 1 yes, also when it has ended and is not joined yet; 0 no (ESRCH, no line); -1 the probe
+/// failed.
 int ThreadCheck(pthread_t handle);
 
-/// Sends a signal to the thread. 1, or -1; for ESRCH without a line.
+/// Sends a signal to the thread. 1, also when it has ended and is not joined yet; -1, for ESRCH without a line.
 int ThreadSignal(pthread_t handle, int signal);
 
-/// Asks the thread to end. 1, 0 when there is none (ESRCH, no line), or -1.
+/// Requests the thread to end. 1, 0 when there is none (ESRCH, no line), or -1.
 int ThreadCancel(pthread_t handle);
 
-/// Waits for the thread's end and releases it; *result takes what its function returned. 1 or -1.
+/// Waits for the thread's end and releases it; *result takes what its function returned, or
+/// PTHREAD_CANCELED when it was cancelled. 1 or -1.
 int ThreadJoin(pthread_t handle, void** result);
 
 /// Cancels and joins the thread: 0 when there is none, else the result of ThreadJoin.
@@ -32,8 +34,8 @@ int ThreadStop(pthread_t handle);
 /// Ends the calling thread with a value for ThreadJoin. Objects on its stack are destroyed.
 [[noreturn]] void ThreadExit(void* value);
 
-/// Sets how the calling thread is cancelled. 0, or an error number, which isn't left in errno: EINVAL, with a log line,
-/// for a type that isn't one.
+/// Sets how the calling thread is cancelled. 0, or an error number, which does not go to errno: EINVAL, with a log
+/// line, for a type that is not one.
 int ThreadSetCancelType(int type);
 int ThreadSetCancelAsynchronous();
 

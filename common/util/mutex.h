@@ -7,7 +7,7 @@
 
 class QV_GUARD("mutex") Mutex {
 public:
-    /// Logs when the mutex can't be initialised; the object then holds what the failed call left.
+    /// Logs when the mutex cannot be initialised; the object then holds what the failed call left.
     Mutex();
     ~Mutex();
     Mutex(const Mutex&) = delete;

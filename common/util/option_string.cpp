@@ -15,31 +15,20 @@ constexpr uint32_t kNoLimit = UINT32_MAX;
 constexpr char kPlain[] = {',', '=', ' ', '\0'};
 constexpr char kEscaped[] = {30, 29, 31, '\0'};
 
-// What each byte becomes.
-struct ByteMap {
-    constexpr ByteMap(const char* from, const char* to) : bytes() {
-        for (int byte = 0; byte < 256; ++byte) bytes[byte] = static_cast<char>(byte);
-        for (; *from != '\0'; ++from, ++to) bytes[static_cast<unsigned char>(*from)] = *to;
+void Replace(char* text, const char* from, const char* to) {
+    while ((text = strpbrk(text, from)) != nullptr) {
+        *text = to[strchr(from, *text) - from];
+        ++text;
     }
-    char bytes[256];
-};
-constexpr ByteMap kEscape(kPlain, kEscaped);
-constexpr ByteMap kUnescape(kEscaped, kPlain);
-
-// Most texts hold none of the bytes; strpbrk finds that out many bytes at a time, and nothing is written then.
-void Replace(char* text, const char* from, const ByteMap& map) {
-    text = strpbrk(text, from);
-    if (text == nullptr) return;
-    for (; *text != '\0'; ++text) *text = map.bytes[static_cast<unsigned char>(*text)];
 }
 
 bool IsEmpty(const char* text) { return text == nullptr || *text == '\0'; }
 
 }  // namespace
 
-void OptionEscape(char* text) { Replace(text, kPlain, kEscape); }
+void OptionEscape(char* text) { Replace(text, kPlain, kEscaped); }
 
-void OptionUnescape(char* text) { Replace(text, kEscaped, kUnescape); }
+void OptionUnescape(char* text) { Replace(text, kEscaped, kPlain); }
 
 int OptionCheckValue(const char* value, uint32_t limit) {
     if (value == nullptr || strpbrk(value, "=,") != nullptr) return -1;

@@ -1,5 +1,5 @@
 // Option strings: key=value,key=value texts. A value carries ',', '=' and ' ' as the control bytes 30, 29 and 31.
-// Stateless; any thread may call; nothing logs, none but OptionParseNumber touches errno. Texts aren't null unless an
+// Stateless; any thread may call; nothing logs, none but OptionParseNumber touches errno. Texts are not null unless an
 // entry says so; lengths are in bytes without the NUL.
 #pragma once
 #include <cstdint>
@@ -7,7 +7,7 @@
 /// Replaces in place every ',' by byte 30, '=' by 29 and ' ' by 31.
 void OptionEscape(char* text);
 
-/// The reverse of OptionEscape. A text that held one of the three bytes before it was escaped doesn't come back as it
+/// The reverse of OptionEscape. A text that held one of the three bytes before it was escaped does not come back as it
 /// was.
 void OptionUnescape(char* text);
 
@@ -18,7 +18,7 @@ int OptionCheckValue(const char* value, uint32_t limit);
 /// 1 when key passes OptionCheckValue with limit 0 and value passes it with limit, else -1. Either may be null.
 int OptionCheckPair(const char* key, const char* value, uint32_t limit);
 
-/// The decimal number that text begins with, at most 2147483647; -1 when it doesn't begin with a digit.
+/// The decimal number that text begins with, at most 2147483647; -1 when it does not begin with a digit.
 /// What follows the digits is ignored. errno: ERANGE for a number that no long holds.
 int OptionParseNumber(const char* text);
 
@@ -29,5 +29,5 @@ int OptionMatchName(const char* text, const char* name);
 int OptionReplacePrefix(char** string, const char* prefix, const char* replacement);
 
 /// Replaces prefix at the start of the owned string (string_owned.h) by replacement, in a new block. Returns 1, or 0
-/// with the string unchanged when it doesn't begin with prefix. None may be null.
+/// with the string unchanged when it does not begin with prefix. None may be null.
 int StringReplacePrefix(char** string, const char* prefix, const char* replacement);

@@ -10,7 +10,7 @@ inline const char* StringOrNil(const char* text) { return text != nullptr ? text
 /// Replaces *dst by a copy of src (null: by null) and frees the old text. The same pointer twice changes nothing.
 void StringSet(char** dst, const char* src);
 
-/// Gives a field that holds no value yet its first one: a copy of src, or null. The old content isn't freed.
+/// Gives a field that holds no value yet its first one: a copy of src, or null. The old content is not freed.
 void StringInit(char** dst, const char* src);
 
 /// A new copy of src that the caller owns; null for null.
@@ -27,7 +27,7 @@ void StringAdd(char** dst, const char* a, const char* b, const char* c, const ch
 /// change nothing; a null *dst counts as empty.
 void StringAddBytes(char** dst, const char* bytes, int count);
 
-/// Sets *dst to a new block of size bytes (at least 1) that holds the empty text. The old value isn't freed.
+/// Sets *dst to a new block of size bytes (at least 1) that holds the empty text. The old value is not freed.
 void StringAllocate(char** dst, int size);
 
 /// StringAllocate with the fixed line size of 1024 bytes.

@@ -20,7 +20,7 @@ int StringIsAbsolute(const char* path);
 /// path that climbs: "a/../b", ".." and a trailing "/.." give 0.
 int StringHasDotDot(const char* path);
 
-/// Reads "a.b.c_d" with sscanf(3) and "%i" (decimal, 0 octal, 0x hexadecimal). Fields that aren't there become -1.
+/// Reads "a.b.c_d" with sscanf(3) and "%i" (decimal, 0 octal, 0x hexadecimal). Fields that are not there become -1.
 /// Returns the number of fields read, or -1 for a text that is empty or all blanks.
 int StringScanNumbers(const char* text, int* a, int* b, int* c, int* d);
 

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <mutex>
 
 #include "common/util/string_owned.h"
 
@@ -18,23 +19,16 @@ constexpr int kDateSize = 26;  // ctime_r(3) writes 26 bytes
 // that lock taken in the child, whose first log line would wait for it for ever. Every conversion here is made under
 // this lock too, which fork takes first: whenever the process is copied, both are free. What else a fork does is
 // in process_create.h.
-pthread_mutex_t zoneMutex = PTHREAD_MUTEX_INITIALIZER;
+std::mutex zoneMutex;
+using ZoneLock = std::lock_guard<std::mutex>;
 
-void LockZone() { pthread_mutex_lock(&zoneMutex); }
-void UnlockZone() { pthread_mutex_unlock(&zoneMutex); }
+void LockZone() { zoneMutex.lock(); }
+void UnlockZone() { zoneMutex.unlock(); }
 
 [[gnu::constructor(101)]] void HandleForks() { pthread_atfork(LockZone, UnlockZone, UnlockZone); }
 
-class ZoneLock {
-public:
-    ZoneLock() { LockZone(); }
-    ~ZoneLock() { UnlockZone(); }
-    ZoneLock(const ZoneLock&) = delete;
-    ZoneLock& operator=(const ZoneLock&) = delete;
-};
-
 struct tm LocalTime(const time_t* time) {
-    const ZoneLock lock;
+    const ZoneLock lock(zoneMutex);
     struct tm local = {};
     localtime_r(time, &local);
     return local;
@@ -82,7 +76,7 @@ void TimeSetClockText(char** dst, const struct timeval* time) {
 }
 
 char* TimeDateText(char* buffer, const time_t* time) {
-    const ZoneLock lock;
+    const ZoneLock lock(zoneMutex);
     if (ctime_r(time, buffer) == nullptr) *buffer = '\0';  // a year that has no four digits
     buffer[24] = '\0';
     return buffer;

@@ -51,6 +51,7 @@ CALL(int, pthread_mutex_timedlock, (pthread_mutex_t * a, const timespec* b), 0, 
 CALL(ssize_t, read, (int a, void* b, size_t c), Failed(-1), real(a, b, c))
 CALL(int, setpriority, (int a, id_t b, int c), Failed(-1), real(a, b, c))
 CALL(int, setsockopt, (int a, int b, int c, const void* d, socklen_t e), Failed(-1), real(a, b, c, d, e))
+CALL(int, socketpair, (int a, int b, int c, int* d), (*d = 1, Failed(-1)), real(a, b, c, d))  // leaves a foreign number
 CALL(int, uname, (utsname * a), Failed(-1), (strcpy(a->sysname, systemName), strcpy(a->release, systemRelease), 0))
 CALL(int, usleep, (useconds_t a), Failed(-1), (microsecondsSlept += a, 0))
 CALL(ssize_t, write, (int a, const void* b, size_t c), Failed(-1), real(a, b, std::min(c, mostWritten)))

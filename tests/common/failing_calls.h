@@ -5,7 +5,7 @@
 #include <ctime>
 #include <string_view>
 
-#include "tests/support/transcript.h"
+#include "tests/support/snapshot.h"
 
 /// While it lives, the next call of that name fails with an error number, after so many that pass.
 struct Failing {

@@ -13,16 +13,14 @@
 TEST(File, PathsAreJoinedAndAskedAbout) {
     const CurrentFolder folder;
     WriteFile("ten", "0123456789");
-    SHOW(Owned{FileJoinPath("/tmp/", "a")});   // = "/tmp//a"
-    SHOW(Owned{FileJoinPath(nullptr, "")});    // = null
-    SHOW(FileIsDirectory(nullptr, "ten/x"));   // = -1 ENOTDIR
-    SHOW(FileIsDirectory("", "."));            // = 1
-    SHOW(FileIsRegular(".", "ten"));           // = 1
-    SHOW(FileIsRegular("/dev", "null"));       // = 0
-    SHOW(FileGetSize(nullptr, "none"));        // = 0 ENOENT
-    SHOW(FileGetSize(nullptr, "."));           // = -1 EINVAL
-    SHOW(FileIsDirectory(".", ""));            // = -1 EFAULT
-    SHOW(FileIsAccessible(".", "ten", R_OK));  // = 1
+    SHOW(Owned{FileJoinPath("/tmp/", "a")});                                                   // = "/tmp//a"
+    SHOW(Owned{FileJoinPath(nullptr, "")});                                                    // = null
+    SHOW(FileIsDirectory(nullptr, "ten/x"));                                                   // = -1 ENOTDIR
+    SHOW(FileIsDirectory("", "."), FileIsRegular(".", "ten"), FileIsRegular("/dev", "null"));  // = 1 1 0
+    SHOW(FileGetSize(nullptr, "none"));                                                        // = 0 ENOENT
+    SHOW(FileGetSize(nullptr, "."));                                                           // = -1 EINVAL
+    SHOW(FileIsDirectory(".", ""));                                                            // = -1 EFAULT
+    SHOW(FileIsAccessible(".", "ten", R_OK));                                                  // = 1
     struct stat record {};
     SHOW(FileStat("/dev/null", &record), FileStatIsRegular(&record), FileStatIsDirectory(&record));  // = 1 -1 0
     SHOW(FileChangeOwner("ten", getuid(), getgid()));                                                // = 1
@@ -33,8 +31,7 @@ TEST(File, PathsAreJoinedAndAskedAbout) {
     const timespec after2038[2] = {{}, {.tv_sec = static_cast<time_t>(int64_t{1} << 32), .tv_nsec = 0}};
     EXPECT_EQ(truncate("ten", static_cast<off_t>(int64_t{3} << 30)) + utimensat(AT_FDCWD, "ten", after2038, 0), 0);
     SHOW(FileGetSize(nullptr, "ten"), (FileStat("ten", &record), record.st_mtime));  // = 3221225472 4294967296
-    SHOW(FileHasPathPrefix("../"));                                                  // = 0
-    SHOW(FileHasPathPrefix("../x"));                                                 // = 1
+    SHOW(FileHasPathPrefix("../"), FileHasPathPrefix("../x"));                       // = 0 1
 }
 
 TEST(File, LinesAreReadAndStringsWrittenPieceByPiece) {
@@ -75,25 +72,29 @@ static int Option(int descriptor, int level, int name) {
 TEST(SocketOptions, AreSet) {
     const int one = socket(AF_INET, SOCK_STREAM, 0);
     SocketSystemSupport = -1;
-    SHOW(SocketSetNonBlocking(one, 7), fcntl(one, F_GETFL) & O_NONBLOCK);          // = 1 2048
-    SHOW(SocketGetOption(one, SocketOptionNonBlocking));                           // = 1
-    SHOW(SocketSetNonBlocking(one, 0), fcntl(one, F_GETFL) & O_NONBLOCK);          // = 1 0
-    SHOW(SocketGetOption(one, SocketOptionNonBlocking));                           // = 0
-    SHOW(SocketSetNoDelay(one, 1), Option(one, IPPROTO_TCP, TCP_NODELAY));         // = 1 1
-    SHOW(SocketGetOption(one, SocketOptionNoDelay));                               // = 1
-    SHOW(SocketSetReceiveBuffer(one, 65536), Option(one, SOL_SOCKET, SO_RCVBUF));  // = 1 131072
-    SHOW(SocketSetSendBuffer(one, 32768), Option(one, SOL_SOCKET, SO_SNDBUF));     // = 1 65536
-    SHOW(SocketSetLinger(one, 1), Option(one, SOL_SOCKET, SO_LINGER));             // = 1 2
-    SHOW(SocketSetLinger(one, 0), Option(one, SOL_SOCKET, SO_LINGER));             // = 1 1
-    SHOW(SocketGetError(one));                                                     // = 0
-    SHOW(SocketSetKeepAlive(one, 1), Option(one, SOL_SOCKET, SO_KEEPALIVE));       // = 1 1
-    SHOW(SocketSetReuseAddress(one, 1), Option(one, SOL_SOCKET, SO_REUSEADDR));    // = 1 1
+    SHOW(SocketSetNonBlocking(one, 7), fcntl(one, F_GETFL) & O_NONBLOCK, SocketGetOption(one, 0));   // = 1 2048 1
+    SHOW(SocketSetNonBlocking(one, 0), fcntl(one, F_GETFL) & O_NONBLOCK, SocketGetOption(one, 0));   // = 1 0 0
+    SHOW(SocketSetNoDelay(one, 1), Option(one, IPPROTO_TCP, TCP_NODELAY), SocketGetOption(one, 2));  // = 1 1 1
+    SHOW(SocketSetReceiveBuffer(one, 65536), Option(one, SOL_SOCKET, SO_RCVBUF));                    // = 1 131072
+    SHOW(SocketSetSendBuffer(one, 32768), Option(one, SOL_SOCKET, SO_SNDBUF));                       // = 1 65536
+    SHOW(SocketSetLinger(one, 1), Option(one, SOL_SOCKET, SO_LINGER));                               // = 1 2
+    SHOW(SocketSetLinger(one, 0), Option(one, SOL_SOCKET, SO_LINGER));                               // = 1 1
+    SHOW(SocketGetError(one));                                                                       // = 0
+    SHOW(SocketSetKeepAlive(one, 1), Option(one, SOL_SOCKET, SO_KEEPALIVE));                         // = 1 1
+    SHOW(SocketSetReuseAddress(one, 1), Option(one, SOL_SOCKET, SO_REUSEADDR));                      // = 1 1
     SocketSystemSupport = 1;
     SHOW(SocketSetLowDelay(one), Option(one, IPPROTO_IP, IP_TOS));  // = 1 16
     SocketSystemSupport = 3;
     SHOW(SocketSetCork(one, 1), Option(one, IPPROTO_TCP, TCP_CORK));          // = 1 1
     SHOW(SocketSetQuickAck(one, 0), Option(one, IPPROTO_TCP, TCP_QUICKACK));  // = 1 0
     close(one);
+}
+
+static void SetAll() {
+    for (const auto set :
+         {SocketSetNonBlocking, SocketSetNoInherit, SocketSetNoDelay, SocketSetReceiveBuffer, SocketSetSendBuffer,
+          SocketSetKeepAlive, SocketSetLinger, SocketSetReuseAddress, SocketSetQuickAck})
+        EXPECT_EQ(set(-1, 5), -1);
 }
 
 TEST(SocketOptions, AreMissingSilentlyAndFailOnBothStreams) {
@@ -115,13 +116,18 @@ TEST(SocketOptions, AreMissingSilentlyAndFailOnBothStreams) {
     SHOW(SocketGetOption(-1, 77));  // = -1 ENOSYS | @ Socket: WARNING! Query for option 77 not implemented.
     // | @ Socket: ERROR! Query failed for option 77 on FD#-1. | Error: Query failed for option 77 on FD#-1.
     // | @ Socket: ERROR! Error is 38 'Function not implemented'. | Error: Error is 38 'Function not implemented'.
-    logger_.mode_ = 2;             // of the others the level lines alone
-    SHOW(SocketSetLinger(-1, 5));  // = -1 EBADF
+    logger_.mode_ = 2;  // of the others the level lines alone
+    SHOW(SetAll());     // = EBADF | Error: Can't set non-blocking mode on FD#-1 to 5. Error is 9 'Bad file descriptor'.
+    // | Error: Can't set no-inherit mode on FD#-1 to 5. Error is 9 'Bad file descriptor'.
+    // | Error: Can't set no-delay mode on FD#-1 to 5. Error is 9 'Bad file descriptor'.
+    // | Error: Failed to set SO_RCVBUF size to 5 on FD#-1. Error is 9 'Bad file descriptor'.
+    // | Error: Failed to set SO_SNDBUF size to 5 on FD#-1. Error is 9 'Bad file descriptor'.
+    // | Error: Failed to set SO_KEEPALIVE on FD#-1 to 5. Error is 9 'Bad file descriptor'.
     // | Error: Failed to set SO_LINGER values to 1 and 5 on FD#-1. Error is 9 'Bad file descriptor'.
+    // | Error: Failed to set SO_REUSEADDR on FD#-1 to 5. Error is 9 'Bad file descriptor'.
+    // | Error: Failed to set TCP_QUICKACK to 5 on FD#-1. | Error: Error is 9 'Bad file descriptor'.
     SHOW(SocketGetBytesQueued(-1));  // = -1 EBADF
     // | Error: Failed to get bytes queued on FD#-1. Error is 9 'Bad file descriptor'.
-    SHOW(SocketSetNonBlocking(-1, 1));  // = -1 EBADF
-    // | Error: Can't set non-blocking mode on FD#-1 to 1. Error is 9 'Bad file descriptor'.
     SHOW(SocketGetOption(-1, SocketOptionNonBlocking));  // = -1 EBADF | Error: Query failed for option 0 on FD#-1.
     // | Error: Error is 9 'Bad file descriptor'.
     SHOW(SocketGetError(-1));  // = -1 EBADF
@@ -134,6 +140,8 @@ TEST(SocketPipe, IsAPairOrNothing) {
     int pair[2];
     SocketSystemSupport = 3;
     logger_.mode_ = 2;
+    SHOW((Failing("socketpair", ENFILE), SocketPipe(pair, 65536)), pair[0], pair[1]);  // = -1 ENFILE -1 -1
+    // | Error: Can't create the socket pipe. Error is 23 'Too many open files in system'.
     SHOW((Failing("fcntl", EPERM, 1), SocketPipe(pair, 65536)), pair[0], pair[1]);  // = -1 EPERM -1 -1
     // | Error: Can't set no-inherit mode on FD#N to 1. Error is 1 'Operation not permitted'.
     // | Error: Can't create the socket pipe. Error is 1 'Operation not permitted'.
@@ -142,8 +150,7 @@ TEST(SocketPipe, IsAPairOrNothing) {
     SHOW(SocketGetBytesWritable(pair[1]), SocketGetBytesQueued(pair[1]));                  // = 114688 0
     SHOW((Failing("getsockopt", EIO), SocketGetBytesWritable(pair[0])));                   // = -1 EIO
     // | Error: Failed to get the SO_SNDBUF size on FD#N. Error is 5 'Input/output error'.
-    SHOW(FileWriteString(pair[0], "text"));  // = 4
-    SHOW(SocketGetBytesReadable(pair[1]));   // = 4
+    SHOW(FileWriteString(pair[0], "text"), SocketGetBytesReadable(pair[1]));  // = 4 4
     SHOW(SocketGetBytesWritable(pair[0]) + SocketGetBytesQueued(pair[0]), SocketGetBytesQueued(pair[0]) > 0);
     // = 114688 1
     close(pair[0]);
@@ -159,11 +166,8 @@ static int Level(const char* name, const char* release) {
 }
 
 TEST(SocketSystem, LevelFollowsNameAndRelease) {
-    SHOW(Level("Linux", "2.4.37"));                            // = 3
-    SHOW(Level("Linux", "2.6"));                               // = 5
-    SHOW(Level("linux", "2.6.1"));                             // = 0
-    SHOW(Level("SunOS", "5"));                                 // = 1
-    SHOW((Failing("uname", EFAULT), Level("Linux", "2.6.")));  // = 0 EFAULT
+    SHOW(Level("Linux", "2.4.37"), Level("Linux", "2.6"), Level("linux", "2.6.1"), Level("SunOS", "5"));  // = 3 5 0 1
+    SHOW((Failing("uname", EFAULT), Level("Linux", "2.6.")));                                             // = 0 EFAULT
     // | @ Socket: WARNING! Failed to get system info. Error is 14 'Bad address'.
     // | @ Socket: WARNING! Assuming lowest system support.
     // | Warning: Failed to get system info. Error is 14 'Bad address'. | Warning: Assuming lowest system support.
@@ -189,9 +193,7 @@ TEST(SocketAddress, IsLookedUp) {
     SHOW(SocketResolveName("x"));           // = null | Error: Wrong IPv4 dotted-decimal address 'x'.
     SHOW(SocketResolveName("10.1.2.3"));    // = "named"
     SHOW(SocketAddressToText(0x0100A8C0));  // = "192.168.0.1"
-    SHOW(SocketIsNumericAddress("::1"));    // = 1
-    SHOW(SocketIsNumericAddress("1a"));     // = 0
-    SHOW(SocketIsNumericAddress(""));       // = -1
+    SHOW(SocketIsNumericAddress("::1"), SocketIsNumericAddress("1a"), SocketIsNumericAddress(""));  // = 1 0 -1
 }
 
 TEST(SocketAddress, OfBothEndsIsTold) {

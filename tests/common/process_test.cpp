@@ -1,3 +1,5 @@
+#include <thread>
+
 #include "common/io/file.h"
 #include "common/log/logger.h"
 #include "common/process/process_accounts.h"
@@ -8,7 +10,7 @@
 #include "tests/common/failing_calls.h"
 
 // What leaves any number in errno: look-ups that succeed, and calls around the one that is shown.
-static auto AnyErrno(auto result) { return errno = transcript::kUnchanged, result; }
+static auto AnyErrno(auto result) { return errno = snapshot::kUnchanged, result; }
 
 // Which of the files 0 to 4, open under these numbers here, a child has open, in the order of its descriptors.
 static std::string Placed(int input, int output, int error) {
@@ -84,22 +86,35 @@ TEST(ProcessCreate, FailuresLeaveTheirNumber) {
     SHOW(InChild([] { return ProcessSetPriority(18) + ProcessChangePriority(1) + nice(0); }) >> 8);  // = 21
 }
 
+TEST(ProcessCreate, HoldsBackTheCancellationOfItsThread) {
+    const LogCapture log;
+    const char* const words[] = {"/bin/sh", "sh", "-c", "exit 7", nullptr};
+    int pid = -1, status = -1;
+    LogContinue() << "pending";
+    std::thread([&] {
+        pthread_cancel(pthread_self());
+        pid = ProcessCreate("", words, nullptr, -1, -1, -1, 0, 1);
+    }).join();
+    waitpid(pid, &status, 0);
+    EXPECT_EQ(ProcessExitCode(status), 7);
+    EXPECT_EQ(Logger::mutex_.TimedLock(0), 1);
+    []() QV_UNCHECKED { Logger::mutex_.Unlock(); }();
+}
+
 TEST(Process, IsWatchedJudgedAndEnded) {
     SHOW(ProcessIsRunning(getpid()));                     // = 1
     SHOW((Failing("kill", ESRCH), ProcessIsRunning(1)));  // = 0 ESRCH
     SHOW((Failing("kill", EPERM), ProcessIsRunning(1)));  // = -1 EPERM | @ Process: ERROR! Can't signal the pid 1.
     // | @ Process: ERROR! Error is 1 'Operation not permitted'.
-    SHOW(ProcessExitCode(0x8B));          // = 4
-    SHOW(ProcessExitCode(0x137F));        // = 4991 | @ Process: WARNING! Unrecognized exit code '4991'.
-    SHOW(ProcessStopSignalName(0x137F));  // = "SIGSTOP"
-    SHOW(ProcessIsStopped(0x137F));       // = 1
-    SHOW(ProcessTermSignalName(0x8B));    // = "SIGSEGV"
+    SHOW(ProcessExitCode(0x8B));    // = 4
+    SHOW(ProcessExitCode(0x137F));  // = 4991 | @ Process: WARNING! Unrecognized exit code '4991'.
+    SHOW(ProcessIsStopped(0x137F), ProcessStopSignalName(0x137F),
+         ProcessTermSignalName(0x8B));  // = 1 "SIGSTOP" "SIGSEGV"
     microsecondsSlept = 0;
-    SHOW(ProcessSleep(200), microsecondsSlept);                                             // = 0 200000
-    SHOW(InChild([] { return LogContinue() << "last", ProcessAbort(), 0; }) & 0x7F);        // = 6 | last
-    SHOW(InChild([] { return LogContinue() << "last", ProcessKillSelf(), 0; }));            // = 9 | last
-    SHOW(InChild([] { return LogContinue() << "last", _exit(ProcessDetach()), 0; }) >> 8);  // = 1 | last
-    SHOW((Failing("daemon", EAGAIN), ProcessDetach()));                                     // = -1 EAGAIN
+    SHOW(ProcessSleep(200), microsecondsSlept);                                                            // = 0 200000
+    SHOW(InChild([] { return ProcessAbort(), 0; }) & 0x7F, InChild([] { return ProcessKillSelf(), 0; }));  // = 6 9
+    SHOW(ProcessDetach());                                                                                 // = 1
+    SHOW((Failing("daemon", EAGAIN), ProcessDetach()));  // = -1 EAGAIN
     // | @ Process: WARNING! Detach from terminal failed.
     // | @ Provess: WARNING! Error is 11 'Resource temporarily unavailable'.
 }
@@ -107,10 +122,9 @@ TEST(Process, IsWatchedJudgedAndEnded) {
 TEST(ProcessAccounts, AreLookedUp) {
     passwd user;
     Owned text;
-    SHOW(AnyErrno(ProcessUserIdByName("root")));                    // = 0
-    SHOW(AnyErrno(ProcessGroupIdByName("root")));                   // = 0
-    SHOW(AnyErrno(ProcessUserNameById(text, 0)), text);             // = 1 "root"
-    SHOW(AnyErrno(ProcessGroupNameById(text = nullptr, 0)), text);  // = 1 "root"
+    SHOW(AnyErrno(ProcessUserIdByName("root")), ProcessGroupIdByName("root"));  // = 0 0
+    SHOW(AnyErrno(ProcessUserNameById(text, 0)), text);                         // = 1 "root"
+    SHOW(AnyErrno(ProcessGroupNameById(text = nullptr, 0)), text);              // = 1 "root"
     text = "root";
     SHOW(ProcessGroupIdByName(nullptr));  // = 4294967295 ENOENT
     // | @ Process: ERROR! Can't get information for group 'nil'.
@@ -139,8 +153,7 @@ TEST(ProcessNames, FollowTheEnvironment) {
     SHOW(TempName("/data", std::string(2000, 'x').c_str()).size());  // = 1029
     SHOW(TempName("", "job"));  // = "job0" | @ Process: WARNING! Returning temporary name in current directory.
     unsetenv("TMP");
-    SHOW(ProcessTempDirectory());            // = "/tmp"
-    SHOW(ProcessIsLocalHost("localhost."));  // = 0
+    SHOW(ProcessTempDirectory(), ProcessIsLocalHost("localhost."));  // = "/tmp" 0
 }
 
 static void Handle(int) {}

@@ -4,6 +4,7 @@ children run in the folder of the installation, so that all names are short and 
 import os
 import re
 import shutil
+import signal
 import struct
 import subprocess
 import tempfile
@@ -12,6 +13,7 @@ from pathlib import Path
 HERE = Path(__file__).resolve().parent
 TABLE = (HERE / "runs.txt").read_text()
 WORDS = dict(re.findall(r"^(\{\w+\}) = (.*)$", TABLE, re.M))
+TIME_LIMIT = 60  # seconds of a run
 # In memory, where flushing is quick, unless somebody knows a better place.
 PLACE = os.environ.get("TMPDIR") or ("/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
 
@@ -38,9 +40,14 @@ class Installation:
         return self
 
     def __exit__(self, *failure):
-        if self.run.poll() is None:
-            self.run.kill()
+        self.end()
         shutil.rmtree(self.root)
+
+    def end(self):
+        """Kills the program and its children, unless the program was waited for: then they have ended, too."""
+        if self.run.returncode is None:
+            os.killpg(self.run.pid, signal.SIGKILL)
+            self.run.wait()
 
     def read(self, name):
         path = self.root / name
@@ -60,11 +67,22 @@ class Installation:
         commands += f"{given.get('by', '')} {self.program} {expand(given.get('options', '{usual}'))}"
         with open(self.root / "log", "ab") as log:
             shell = ["sh", "-c", commands]
-            self.run = subprocess.Popen(shell, cwd=self.root, env=environment, stdout=subprocess.PIPE, stderr=stderr or log)
+            self.run = subprocess.Popen(
+                shell,
+                cwd=self.root,
+                env=environment,
+                stdout=subprocess.PIPE,
+                stderr=stderr or log,
+                start_new_session=True,
+            )
 
     def wait(self):
         """The exit code, or less than 0 for a signal. Until then all that have the standard output have ended, too."""
-        output = self.run.communicate(timeout=300)[0]
+        try:
+            output = self.run.communicate(timeout=TIME_LIMIT)[0]
+        except subprocess.TimeoutExpired:
+            self.end()
+            raise AssertionError(f"It ran longer than {TIME_LIMIT} seconds and was killed.\n{self.written()}") from None
         assert output == b"", output
         assert not re.search("FD#-1|'-1' bytes", self.log()), self.log()
         return self.run.returncode
@@ -93,7 +111,12 @@ class Installation:
         if "PostMain" in self.log() and (self.root / "list").exists() == ("Removing 'list'" in self.log()):
             differences.append("list\n  the log says otherwise")
         if differences:
-            raise AssertionError("\n".join(differences) + "\nThe log:\n" + self.log())
+            raise AssertionError("\n".join(differences) + "\n" + self.written())
+
+    def written(self):
+        """What the program and its children wrote, for a failure."""
+        children = "".join(f"  {name}: {self.read(name)}\n" for name in ("calls", "progress", "given"))
+        return f"The children:\n{children}The log:\n{self.log()}"
 
     def log(self):
         """Without times, "#" for what the system numbers."""

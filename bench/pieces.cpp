@@ -1,9 +1,10 @@
-// A complete log line, from the time stamp to the write, beside spdlog and beside a bare snprintf and write. The
-// standard error is the destination of all of them: direct it to /dev/null or to a file.
+// A complete log line, from the time stamp to the write, and the start of a child, each beside the least that it can
+// cost. All log lines go to the standard error: direct it to /dev/null or to a file. The first argument is the child.
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,13 +13,16 @@
 #include <memory>
 
 #include "common/log/logger.h"
+#include "common/process/process_create.h"
 
 namespace {
 
 constexpr char kFrom[] = "/opt/player/share/part0001/file01.dat";
 constexpr char kTo[] = "/opt/player/share/part0001/file01.dat.temporary";
 
-// A log file is emptied now and then, so that no run pays for what the ones before it wrote.
+const char* child[3];  // the program and its arguments
+
+// Each run begins with an empty log file.
 void Empty() {
     if (ftruncate(2, 0) == 0) lseek(2, 0, SEEK_SET);
 }
@@ -63,12 +67,40 @@ void BareWrite(benchmark::State& state) {
     for (auto _ : state) benchmark::DoNotOptimize(write(2, text, sizeof text));
 }
 
+void Wait(benchmark::State& state, pid_t pid) {
+    int status = -1;
+    if (pid == -1 || waitpid(pid, &status, 0) != pid || status != 0) state.SkipWithError("no child");
+}
+
+void Create(benchmark::State& state) {
+    for (auto _ : state) Wait(state, ProcessCreate(child[0], child, nullptr, 0, 1, 2, 0, 1));
+}
+
+void ForkExec(benchmark::State& state) {
+    for (auto _ : state) {
+        const pid_t pid = fork();
+        if (pid == 0) {
+            execv(child[0], const_cast<char**>(child + 1));
+            _exit(127);
+        }
+        Wait(state, pid);
+    }
+}
+
 BENCHMARK(LogLine);
 BENCHMARK(SpdlogLine);
 BENCHMARK(SpdlogSamePrefix);
 BENCHMARK(BareLine);
 BENCHMARK(BareWrite);
+BENCHMARK(Create)->UseRealTime();
+BENCHMARK(ForkExec)->UseRealTime();
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (argc != 2) return 2;
+    child[0] = child[1] = argv[1];
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

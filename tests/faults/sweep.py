@@ -1,6 +1,6 @@
-"""matrix.py FUNCTION: in each scenario every call of a function that a run makes fails in turn, and the run is killed at
-each of them; after each the installation and what everybody was told are checked. The exceptions carry the names that
-docs/reliability.md gives them."""
+"""sweep.py FUNCTION: in each scenario every call of a function that a run makes fails in turn, and the run is killed at
+each of them. After each run the files, the exit code, the log and what the client received are checked. The exceptions
+bear the names that docs/reliability.md gives them."""
 
 import errno
 import itertools
@@ -59,6 +59,10 @@ function = sys.argv[1]
 errors, ends_run, said = FUNCTIONS[function]
 
 
+def expect(what, actual, *expected):
+    assert actual in expected, f"{what}\n  expected: {' or '.join(map(repr, expected))}\n  actual:   {actual!r}"
+
+
 class Run:
     def __init__(self, installation, scenario, call, error):
         """Over a leftover of an earlier run that can be removed, and one that can't."""
@@ -82,16 +86,17 @@ class Run:
         return found[1] if found else ""
 
     def check(self):
-        assert (self.code == -9) == self.killed, self.code
+        expect("killed", self.code == -9, self.killed)
         for name in ("one", "two"):
             self.check_line(name)
-        assert self.installation.given() <= {"0 1 2"} or function == "fcntl", self.installation.given()
+        if function != "fcntl":
+            expect("given", self.installation.given(), set(), {"0 1 2"})
         if not self.killed:
             may_stay = {"fcntl": 1, "pthread_create": 2}.get(function, 0)  # a stream that seemed closed, the pair
             assert self.left <= may_stay, f"{self.left} descriptors or blocks of new[] are left."
             self.check_code()
             self.check_what_client_was_told()
-            if "Updating files" in self.log and function != "unlink":
+            if "Updating files" in self.log and function != "unlink":  # list-untouched, list-kept
                 assert not (self.installation.root / "list").exists(), "The list is left."
 
     def check_line(self, name):
@@ -109,23 +114,21 @@ class Run:
         backup_kept = re.search(f"Can't remove '{backup}'|Can't flush '", self.log)
         new_file_lost = self.match(f"Rolling back.*(name '{file}' in context)")
         if self.killed and self.kept:
-            assert read(backup) in ("", "old"), backup
+            expect(backup, read(backup), "", "old")
         else:
-            assert read(backup) == ("old" if backup_kept or (restore_failed and read(file) == "") else ""), backup
-        assert read(file) + (read(backup) if restore_failed else "") == (new if self.kept else "old"), file
-        assert read(source) == ("" if self.kept or new_file_lost else new), source
+            stays = backup_kept or (restore_failed and read(file) == "")
+            expect(backup, read(backup), "old" if stays else "")
+        expect(file, read(file) + (read(backup) if restore_failed else ""), new if self.kept else "old")
+        expect(source, read(source), "" if self.kept or new_file_lost else new)
 
     def check_code(self):
         assert not self.failed or said in self.log, "The fault isn't reported."
         if self.failed and ends_run:
-            assert self.code == self.error or self.code == self.usual_code != 0, self.code
+            expect("exit code", self.code, self.error, self.usual_code or self.error)
         else:
-            script_unseen = self.code == 0 and "qvserver' does not exist" in self.log
-            leftover_unseen = self.code == errno.EISDIR and function in (
-                "stat",
-                "lstat",
-            )  # the one that can't be removed
-            assert self.code == self.usual_code or script_unseen or leftover_unseen, self.code
+            script_unseen = [0] if "qvserver' does not exist" in self.log else []
+            leftover_unseen = [errno.EISDIR] if function in ("stat", "lstat") else []  # the one that can't be removed
+            expect("exit code", self.code, self.usual_code, *script_unseen, *leftover_unseen)
         assert self.kept if self.code == 0 else f"Error is {self.code}, '" in self.log, self.code
 
     def check_what_client_was_told(self):
@@ -135,31 +138,32 @@ class Run:
         value_lost = re.search("Can't set no-inherit mode|Could not write to", self.log)
         unread = not progress or self.scenario == "ClientFailsEarly" or value_lost
         if self.code == 0 or self.kept:  # late-client
-            assert told == ([] if "' 'progress' '" in self.log else ["client --post success"]), told
-            assert unread or values == ["1", "33", "66", "100"], values
+            expect("calls", told, [] if "' 'progress' '" in self.log else ["client --post success"])
+            if not unread:
+                expect("progress", values, ["1", "33", "66", "100"])
             return
         outcome_failed = "' context [A" in self.log  # outcome-client
         if not outcome_failed and "complete update in" not in self.log:  # client-rejects
-            assert unread or values[-1] == f"-{self.code}", values
+            if not unread:
+                expect("last progress", values[-1], f"-{self.code}")
         report, context = re.search(r"Error: (.*) ?context \['?([A-Z]{2})|$", self.log).groups(default="")
         action, words = REPORTS[context]
-        assert words in report, report
+        assert words in report, f"report\n  expected: {words}\n  actual:   {report}"
         form = f"client --post {action} --error " + (r"\d+" if outcome_failed else str(self.code))
         form += r" --entry app/\w+" if self.match(r"(context \['A[GH].*Closing)") else ""
         if not outcome_failed or told not in ([], ["client --post success"]):
-            assert len(told) == 1 and re.fullmatch(form, told[0]), (told, form)
+            assert re.fullmatch(form, "; ".join(told)), f"calls\n  expected: {form}\n  actual:   {told}"
 
 
 def play(scenario, call, error):
     """Whether the call was made."""
     with Installation("FAULTS") as installation:
-        run = Run(installation, scenario, call, error)
         try:
+            run = Run(installation, scenario, call, error)
             run.check()
         except AssertionError as difference:
             name = errno.errorcode.get(error, "kill")
-            told = installation.calls() + installation.read("progress")
-            sys.exit(f"{function} {call}, {name}, in {scenario}: {difference}\n{told}\n{run.log}")
+            sys.exit(f"{function} {call}, {name}, in {scenario}: {difference}\n{installation.written()}")
         return run.failed
 
 

@@ -1,13 +1,13 @@
-// Transcripts: calls with what they show beside them, in the source of the test.
+// Snapshots: calls with their results beside them, in the source of the test.
 //
 //     SHOW(StringReplaceAll(text = "aaa", "aa", "b"), text);  // = 1 "ba"
 //     SHOW(ProcessSetUserId(~0U));  // = -1 EINVAL | @ Process: ERROR! Can't set user id to -1.
 //     // | @ Process: ERROR! Error is 22, Invalid argument.
 //
 // Shown are the result of the call, the name of the errno that it left if it changed it, the values that are named
-// behind the call, and each line that it wrote on the standard error behind a '|'. How they are spread over the lines
-// of the source doesn't matter. A difference fails the test and is told as a patch, which scripts/transcripts.sh
-// applies. Every test begins with the whole log switched on.
+// behind the call, and each line that it wrote on the standard error behind a '|'. Line breaks in the comment do not
+// matter. A difference fails the test and is printed as a patch, which scripts/snapshots.sh applies. Every test begins
+// with the whole log switched on.
 #pragma once
 #include <gtest/gtest.h>
 
@@ -19,9 +19,9 @@
 #include "tests/support/scopes.h"
 
 #define SHOW(call, ...)     \
-    transcript::Compare(    \
+    snapshot::Compare(      \
         __FILE__, __LINE__, \
-        transcript::Shown([&]() -> decltype(auto) { return call; }, [&] { return transcript::Texts(__VA_ARGS__); }))
+        snapshot::Shown([&]() -> decltype(auto) { return call; }, [&] { return snapshot::Texts(__VA_ARGS__); }))
 
 /// An owned string of the library, freed at the end. `text = "x"` gives it a value first.
 struct Owned {
@@ -35,7 +35,7 @@ struct Owned {
     operator char**() { return &text; }
 };
 
-namespace transcript {
+namespace snapshot {
 
 constexpr int kUnchanged = 4711;  ///< what errno is before every call
 
@@ -70,4 +70,4 @@ std::string Shown(Call call, Others others) {
     return text + others() + "\n" + log.Text();
 }
 
-}  // namespace transcript
+}  // namespace snapshot

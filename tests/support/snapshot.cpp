@@ -1,4 +1,4 @@
-#include "tests/support/transcript.h"
+#include "tests/support/snapshot.h"
 
 #include <cstring>
 #include <vector>
@@ -49,13 +49,13 @@ void operator delete[](void* block) noexcept {
 }
 void operator delete[](void* block, size_t) noexcept { operator delete[](block); }
 
-std::string transcript::Text(const char* text) {
+std::string snapshot::Text(const char* text) {
     return text != nullptr ? testing::PrintToString(std::string(text)) : "null";
 }
 
-std::string transcript::Named(int error) { return error == 0 ? "0" : strerrorname_np(error); }
+std::string snapshot::Named(int error) { return error == 0 ? "0" : strerrorname_np(error); }
 
-void transcript::Compare(const char* file, int line, const std::string& shown) {
+void snapshot::Compare(const char* file, int line, const std::string& shown) {
     static const std::regex end(R"(\);( *// =.*)?$)"), comment(" *// [=|].*"), code(".*//(?= [=|])|.*;");
     const Lines source = Split(ReadFile(file));
     auto first = source.begin() + line - 1;

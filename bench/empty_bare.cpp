@@ -1,2 +1,0 @@
-// A C++ program that does nothing and has nothing, not even the standard streams.
-int main() {}
