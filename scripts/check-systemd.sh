@@ -25,7 +25,6 @@ make_root() {
         chroot "$root" useradd --system app
         touch "$root/made"
     fi
-    say "The programs, the updater and the server's unit"
     build build-systemd -DBUILD_TESTING=OFF -DCMAKE_INSTALL_PREFIX=/usr
     DESTDIR=$root cmake --install build-systemd --component program >"$work/log"
     rm -rf "${root:?}$dropins"/{app,qvpost}* "$root"/etc/polkit-1/rules.d/50-app.rules
@@ -327,7 +326,7 @@ try_user() {
 
 # --- all of it --------------------------------------------------------------------------------------------------------
 
-[ "$(id -u)" = 0 ] || fail "needs root"
+need_root debootstrap systemd-nspawn
 need g++ cmake ninja-build python3
 group=$(findmnt -n -o TARGET -t cgroup2 | head -n 1)/qvpost-systemd.$$
 mkdir "$group"
