@@ -184,29 +184,31 @@ kills() {
 }
 try_kills() { kills; }
 
-# An ordered stop, one that runs into its limit, and a run that does.
-try_stops() {
-    product
+# stops [OWNER]: an ordered stop, one that runs into its limit, and a run that does.
+stops() {
+    product "$@"
     run_held
     inside systemctl stop --no-block $unit
     wait_for "the stop" has_state $unit deactivating
     : >"$root$app/hold"
     is_restored
     settings $unit TimeoutStopSec=1s
-    product
+    product "$@"
     run_held
     inside systemctl stop $unit
     is_restored
     settings $unit TimeoutStopSec=1s RuntimeMaxSec=1s
-    product
+    product "$@"
     run_held
     is_restored
     is "the result" "$(show Result $unit)" timeout
     settings $unit
 }
+try_stops() { stops; }
 
-try_power_cut() {
-    product
+power_cut() {  # [OWNER]
+    product "$@"
+    rm "$root$app/update.list.record"  # the unit makes another
     run_held
     cut_power
     rm "$root$app/hold"
@@ -215,6 +217,7 @@ try_power_cut() {
     echo none >"$root$app/told"
     ends old none
 }
+try_power_cut() { power_cut; }
 
 try_shutdown() {
     product
@@ -319,6 +322,8 @@ try_user() {
         # shellcheck disable=SC2086
         refused $command
     done
+    stops app
+    power_cut app
     kills app
     rm -rf "$root$dropins"/qvpost*.d "$root"/etc/polkit-1/rules.d/50-app.rules
     settings app.service
