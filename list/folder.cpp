@@ -51,7 +51,7 @@ OpenFolder::~OpenFolder() {
 }
 
 int OpenFolder::Enter(const char* path) {
-    const auto folder = UpdateFolder(path);
+    const auto folder = Dirname(path);
     changed_ = folder != path_;
     if (!changed_ && error_ == 0) return 0;
     path_ = folder;
@@ -83,7 +83,7 @@ bool FolderNames::MayHold(std::string_view name) const {
 
 int FolderFlushFileSystem(const std::string& folder) { return Flush(folder.c_str(), syncfs); }
 
-int FolderFlushOf(const std::string& path) { return Flush(std::string(UpdateFolder(path)).c_str(), fsync); }
+int FolderFlushOf(const std::string& path) { return Flush(std::string(Dirname(path)).c_str(), fsync); }
 
 int FolderMakeFor(const std::string& path, const std::string& model) {
     for (size_t slash = 0; (slash = path.find('/', slash + 1)) != std::string::npos;) {

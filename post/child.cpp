@@ -59,7 +59,7 @@ int PostMainStartChild(const ChildKind& kind, const ChildVector& vector, bool* r
     int report[2];
     if (pipe2(report, O_CLOEXEC) != 0) report[0] = report[1] = -1;  // from which nothing is read
     const int pid = Start(kind, vector, report[1]);
-    const KeptErrno error;
+    const ErrnoRestorer error;
     close(report[1]);
     int number;
     // The handlers have SA_RESTART: no signal cuts the wait short.

@@ -18,7 +18,7 @@ namespace {
 constexpr char kDefaultAction[] = "update";
 
 bool ProgressClientStarted() {
-    const MutexScope scope(progressData_.mutex);
+    const MutexLock scope(progressData_.mutex);
     return progressData_.clientPid != -1;
 }
 

@@ -29,7 +29,7 @@ void Leftovers::Directory::Add(const char* name) {
 }
 
 Leftovers::Directory* Leftovers::Find(const char* file) {
-    const auto [spelling, isNew] = paths_.try_emplace(std::string(UpdateFolder(file)), nullptr);
+    const auto [spelling, isNew] = paths_.try_emplace(std::string(Dirname(file)), nullptr);
     if (!isNew) return spelling->second;
     const std::unique_ptr<DIR, int (*)(DIR*)> names(*file == '/' ? opendir(spelling->first.c_str()) : nullptr,
                                                     closedir);
@@ -54,7 +54,7 @@ Leftovers::Directory* Leftovers::Find(const char* file) {
 bool Leftovers::NoneBeside(const char* destination) {
     const Directory* directory = knowsNothing_ ? nullptr : Find(destination);
     if (directory == nullptr || !directory->isKnown) return false;
-    const std::string name = Key(UpdateLastName(destination));
+    const std::string name = Key(Basename(destination));
     return !name.empty() && !directory->doubtful.contains(name);
 }
 
@@ -62,5 +62,5 @@ void Leftovers::Moves(const char* destination, const char* backup, bool asked) {
     struct stat record;
     if (asked && (lstat(destination, &record) != 0 || !S_ISREG(record.st_mode))) knowsNothing_ = true;
     Directory* directory = knowsNothing_ ? nullptr : Find(destination);
-    if (directory != nullptr) directory->Add(UpdateLastName(backup));
+    if (directory != nullptr) directory->Add(Basename(backup));
 }

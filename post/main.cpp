@@ -1,8 +1,5 @@
 // qvpost: finishes the installation of an update, after the updater that started it has gone.
-#include <fcntl.h>
-
-#include <cerrno>
-
+#include "common/io/standard_streams.h"
 #include "post/command_line.h"
 #include "post/exit_path.h"
 #include "post/interrupts.h"
@@ -14,15 +11,6 @@
 #include "post/update_record.h"
 
 namespace {
-
-// A standard stream that is closed would be given to the first file or socket that is opened, and children would write
-// into it. "/" is second best where there is no /dev.
-void OccupyStandardStreams() {
-    for (int descriptor = 0; descriptor < 3; ++descriptor) {
-        if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
-        if (open("/dev/null", O_RDWR) == -1) open("/", O_RDONLY);
-    }
-}
 
 // The update is committed: neither a signal nor the client can undo it.
 void CommitSuccess() {
@@ -46,7 +34,7 @@ constexpr Phase kPhases[] = {
 }  // namespace
 
 int main(int argc, char** argv) {
-    OccupyStandardStreams();
+    SanitizeStandardStreams();
     PostMainInstallSignalHandlers();
     Line() << "PostMain: Starting post application.\n";
     PostMainReadOptions(argc, argv);

@@ -23,22 +23,22 @@ void Outcome::Record(const char* action, int error) {
 }
 
 bool Outcome::Commit() {
-    const MutexScope scope(mutex_);
+    const MutexLock scope(mutex_);
     return committed_ = ClaimLocked();
 }
 
 bool Outcome::IsCommitted() {
-    const MutexScope scope(mutex_);
+    const MutexLock scope(mutex_);
     return committed_;
 }
 
 bool Outcome::Claim() {
-    const MutexScope scope(mutex_);
+    const MutexLock scope(mutex_);
     return ClaimLocked();
 }
 
 bool Outcome::IsTaken() {
-    const MutexScope scope(mutex_);
+    const MutexLock scope(mutex_);
     return owner_ != 0 && owner_ != gettid();
 }
 

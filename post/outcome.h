@@ -11,8 +11,8 @@
 
 #include <atomic>
 
-#include "common/util/guarded.h"
 #include "common/util/mutex.h"
+#include "common/util/thread_annotations.h"
 
 class Outcome {
 public:
@@ -20,22 +20,22 @@ public:
     /// its lines while the other thread can record nothing: the first context in the log is that of the failure that
     /// decides.
     template <class Report>
-    void Fail(const char* action, int error, const Report& report) QV_NOT_HELD(mutex_) {
-        const MutexScope scope(mutex_);
+    void Fail(const char* action, int error, const Report& report) EXCLUDES(mutex_) {
+        const MutexLock scope(mutex_);
         Record(action, error);
         report();
     }
 
     /// For the main thread: nothing is rolled back from now on, whatever the client does. False when the other thread
     /// ends the run.
-    bool Commit() QV_NOT_HELD(mutex_);
-    bool IsCommitted() QV_NOT_HELD(mutex_);
+    bool Commit() EXCLUDES(mutex_);
+    bool IsCommitted() EXCLUDES(mutex_);
 
     /// Whether the calling thread ends the run; it does when no thread did.
-    bool Claim() QV_NOT_HELD(mutex_);
+    bool Claim() EXCLUDES(mutex_);
 
     /// Whether the other thread ends the run.
-    bool IsTaken() QV_NOT_HELD(mutex_);
+    bool IsTaken() EXCLUDES(mutex_);
 
     /// For the thread that does not end the run: the main thread waits for the end of the process, the other one ends.
     [[noreturn]] void StandAside();
@@ -44,12 +44,12 @@ public:
     void AwaitMainThread();
 
 private:
-    void Record(const char* action, int error) QV_HOLDS(mutex_);
-    bool ClaimLocked() QV_HOLDS(mutex_);
+    void Record(const char* action, int error) REQUIRES(mutex_);
+    bool ClaimLocked() REQUIRES(mutex_);
 
     Mutex mutex_;
-    pid_t owner_ QV_GUARDED_BY(mutex_) = 0;  // the thread that ends the run
-    bool committed_ QV_GUARDED_BY(mutex_) = false;
+    pid_t owner_ GUARDED_BY(mutex_) = 0;  // the thread that ends the run
+    bool committed_ GUARDED_BY(mutex_) = false;
     std::atomic<bool> mainIsParked_{false};  // exit destroys the mutex beneath a parked thread, which must not need it
 };
 

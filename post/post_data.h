@@ -32,7 +32,7 @@ static_assert(sizeof(std::atomic<int32_t>) == sizeof(int32_t));
 /// The progress channel to the client.
 struct ProgressData {
     /// -1 until the progress client was started; kept after its end.
-    int32_t clientPid QV_GUARDED_BY(mutex) = -1;
+    int32_t clientPid GUARDED_BY(mutex) = -1;
     int32_t descriptors[2] = {kClosed, kClosed};  ///< the client's end, the application's end
     pthread_t thread = kNone;                     ///< the handle to join, kNone when there is nothing to join
     pthread_t threadId{};                         ///< its number in log lines

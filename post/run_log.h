@@ -1,7 +1,5 @@
 // The lines of the run's log.
 #pragma once
-#include <cstddef>
-#include <string_view>
 #include <type_traits>
 
 #include "common/log/error_is.h"
@@ -18,9 +16,8 @@ public:
     template <class Value>
     Line& operator<<(const Value& value) {
         if constexpr (std::is_convertible_v<const Value&, const char*>) {
-            Add(value);
+            out_ << StringOrNil(value);
         } else {
-            Pass();
             out_ << value;
         }
         return *this;
@@ -34,28 +31,8 @@ private:
         }
     }
 
-    // The texts of a line go to the stream together: the C library looks for a newline in each piece that it is given,
-    // from its end on, and so through all of one that has none.
-    void Add(const char* given) {
-        const std::string_view text = StringOrNil(given);
-        if (text.size() > sizeof text_ - length_) Pass();
-        if (text.size() > sizeof text_) {
-            out_ << text;
-            return;
-        }
-        length_ += text.copy(text_ + length_, text.size());
-        if (text.ends_with('\n')) Pass();
-    }
-
-    void Pass() {
-        out_.write(text_, static_cast<std::streamsize>(length_));
-        length_ = 0;
-    }
-
-    const MutexScope scope_;
+    const MutexLock scope_;
     std::ostream& out_;
-    size_t length_ = 0;
-    char text_[1024];
 };
 
 /// How the lines of the application write an error: Error is 2, 'No such file or directory'
@@ -65,7 +42,7 @@ inline ErrorIs RunErrorIs(int error) { return {error, ErrorForm::CommaQuoted}; }
 /// for the caller to pass on.
 template <class... Words>
 int LogFailure(int error, const Words&... words) {
-    const MutexScope together(Logger::mutex_);
+    const MutexLock together(Logger::mutex_);
     (Line(LogError) << ... << words) << ".\n";
     Line(LogError) << RunErrorIs(error) << ".\n";
     return error;

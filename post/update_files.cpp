@@ -165,7 +165,7 @@ int ApplyList(const char* path) {
 
 // A descriptor on the file system of a destination, or -1. Its directory may be closed to reading.
 int OpenBeside(const char* destination) {
-    const int directory = open(std::string(UpdateFolder(destination)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int directory = open(std::string(Dirname(destination)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (directory != -1) return directory;
     return open(destination, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }
@@ -176,7 +176,7 @@ int FlushFileSystems(const char** failed) {
     std::vector<dev_t> flushed;
     std::string_view last;
     for (const UpdateEntry* entry : postData_.updates) {
-        const auto directory = UpdateFolder(entry->destination);
+        const auto directory = Dirname(entry->destination);
         if (directory == last) continue;
         last = directory;
         *failed = entry->destination;

@@ -41,12 +41,12 @@ void UpdateNameBackup(UpdateEntry* entry) {
     StringAdd(&entry->backup, entry->destination, kUpdateBackupSuffix, nullptr, nullptr);
 }
 
-std::string_view UpdateFolder(std::string_view path) {
+std::string_view Dirname(std::string_view path) {
     const auto slash = path.rfind('/');
     return slash == std::string_view::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
 }
 
-const char* UpdateLastName(const char* path) {
+const char* Basename(const char* path) {
     const char* const slash = strrchr(path, '/');
     return slash == nullptr ? path : slash + 1;
 }

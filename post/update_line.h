@@ -48,10 +48,10 @@ void UpdateNameBackup(UpdateEntry* entry);
 
 /// The folder that the last name of a path lies in, as the path spells it; "." where it has one name alone. It is part
 /// of the path.
-std::string_view UpdateFolder(std::string_view path);
+std::string_view Dirname(std::string_view path);
 
 /// What stands behind the last slash of a path; part of it.
-const char* UpdateLastName(const char* path);
+const char* Basename(const char* path);
 
 /// How many numbered variants of a backup name, from 1 on, are cleared before a line like the name itself, and how many
 /// are tried when the name can't be freed.

@@ -18,7 +18,7 @@ int SocketPipe(int* pair, int size) {
         return 0;
     }
     constexpr FailureStyle kError{.opening = "Socket: ERROR! ", .lines = FailureLines::One, .level = LogError};
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     LogFailedCall(kError, "Can't create the socket pipe");
     for (int slot = 0; slot < 2; ++slot) {
         if (pair[slot] != -1) close(pair[slot]);

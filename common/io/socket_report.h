@@ -8,7 +8,7 @@ constexpr FailureStyle kSocketFailure{.opening = "Socket: ERROR! ", .lines = Fai
 /// A line about something that is no failed call; errno stays.
 template <class... Words>
 void SocketReport(const Words&... words) {
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     ((Log() << kSocketFailure.opening) << ... << words) << ".\n";
     (LogError() << ... << words) << ".\n";
 }

@@ -37,7 +37,7 @@ int SocketSystemCleanup() { return 1; }
 void SocketSystemProbe() {
     struct utsname system;
     if (uname(&system) == -1) {
-        const KeptErrno error;
+        const ErrnoRestorer error;
         Log() << "Socket: WARNING! Failed to get system info. " << ErrorIs{error.number} << ".\n";
         Log() << "Socket: WARNING! Assuming lowest system support.\n";
         LogWarning() << "Failed to get system info. " << ErrorIs{error.number} << ".\n";

@@ -9,11 +9,11 @@
 /// The errno of the call that has just failed: read when the object is made, and put back when it goes out of scope,
 /// whatever the log lines in between did to errno (the first one may load the time zone, a dead standard error fails
 /// every write).
-struct KeptErrno {
-    KeptErrno() = default;
-    ~KeptErrno() { errno = number; }
-    KeptErrno(const KeptErrno&) = delete;
-    KeptErrno& operator=(const KeptErrno&) = delete;
+struct ErrnoRestorer {
+    ErrnoRestorer() = default;
+    ~ErrnoRestorer() { errno = number; }
+    ErrnoRestorer(const ErrnoRestorer&) = delete;
+    ErrnoRestorer& operator=(const ErrnoRestorer&) = delete;
 
     const int number = errno;
 };

@@ -23,7 +23,7 @@ struct FailureStyle {
 /// Writes about the call that has just failed. Returns -1 with errno as it came.
 template <class... Words>
 int LogFailedCall(const FailureStyle& style, const Words&... words) {
-    const KeptErrno error;
+    const ErrnoRestorer error;
     const ErrorIs is{error.number, style.form};
     const auto write = [](std::ostream& out, const auto&... pieces) { (out << ... << pieces) << ".\n"; };
     switch (style.lines) {

@@ -61,18 +61,18 @@ int LogPrefix(char* buffer, int size) {
 std::ostream& LogDirect() { return std::clog; }
 
 std::ostream& LogDirectPrefix() {
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     char prefix[kLogPrefixSize];
     LogPrefix(prefix, sizeof prefix);
     return LogBegin(std::clog, prefix);
 }
 
 std::ostream& LogDirectContinue() {
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     return LogFlushed(std::clog);
 }
 
 std::ostream& LogDirectError() {
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     return LogWrite(LogDirectPrefix(), "Error: ");
 }

@@ -17,11 +17,11 @@ namespace {
 // initialised flag can be read at any time.
 std::atomic<bool> mutexLives{false};
 
-void LockIfAlive() QV_UNCHECKED {
+void LockIfAlive() NO_THREAD_SAFETY_ANALYSIS {
     if (mutexLives.load(std::memory_order_relaxed)) Logger::mutex_.Lock();
 }
 
-void UnlockIfAlive() QV_UNCHECKED {
+void UnlockIfAlive() NO_THREAD_SAFETY_ANALYSIS {
     if (mutexLives.load(std::memory_order_relaxed)) Logger::mutex_.Unlock();
 }
 
@@ -116,7 +116,7 @@ std::streambuf* Logger::StandardErrorBuffer() {
 
 std::ostream& Logger::Log() {
     if (mode_ == 0) return *nullStream_;
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     char prefix[kLogPrefixSize];
     LogPrefix(prefix, sizeof prefix);  // before the lock: the time is not that of a wait's end
     const LogLock lock(locked_ == 1);
@@ -127,7 +127,7 @@ std::ostream& Logger::Log() {
 
 std::ostream& Logger::Level(const char* word) {
     if (mode_ == 0) return *nullStream_;
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     const LogLock lock;
     return LogBegin(*errorStream_, word);
 }
@@ -144,19 +144,19 @@ std::ostream& Logger::Plain() { return Level(""); }
 
 std::ostream& Logger::Continue() {
     if (mode_ == 0) return *nullStream_;
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     const LogLock lock;
     return LogFlushed(Chosen());
 }
 
 std::ostream& Logger::Tagged(const char* tag) {
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     std::ostream& out = Log();
     return showTags_ != 0 ? LogWrite(out, tag, "/") : out;
 }
 
 void Logger::Flush() {
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     const LogLock lock;
     for (std::ostream* out : {&Chosen(), errorStream_}) {
         SetDecimal(*out);
@@ -165,7 +165,7 @@ void Logger::Flush() {
 }
 
 void Logger::FlushAll() {
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     const LogLock lock;
     for (std::ostream* out : {logStream_, errorStream_, auxStream_}) LogFlushed(*out);
 }

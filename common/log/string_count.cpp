@@ -7,7 +7,7 @@
 
 int StringCountLines(const char* buffer, int length, char separator) {
     const auto count = static_cast<int>(std::count(buffer, buffer + std::max(length, 0), separator));
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     Log() << "String: Found " << count << " lines with separator " << int{static_cast<signed char>(separator)} << ".\n";
     return count;
 }

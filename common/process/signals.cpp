@@ -27,7 +27,7 @@ static_assert(std::is_sorted(std::begin(kSignals), std::end(kSignals),
 }  // namespace
 
 int SignalMask(int how, const sigset_t* set, sigset_t* old) {
-    const KeptErrno kept;
+    const ErrnoRestorer kept;
     const int error = pthread_sigmask(how, set, old);
     if (error != 0) {
         errno = error;

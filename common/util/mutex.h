@@ -3,9 +3,9 @@
 #pragma once
 #include <pthread.h>
 
-#include "common/util/guarded.h"
+#include "common/util/thread_annotations.h"
 
-class QV_GUARD("mutex") Mutex {
+class CAPABILITY("mutex") Mutex {
 public:
     /// Logs when the mutex cannot be initialised; the object then holds what the failed call left.
     Mutex();
@@ -14,8 +14,8 @@ public:
     Mutex& operator=(const Mutex&) = delete;
 
     /// The holder may lock again, and must unlock as often. Results of the system are ignored.
-    void Lock() QV_TAKES() { pthread_mutex_lock(&mutex_); }
-    void Unlock() QV_GIVES_BACK() { pthread_mutex_unlock(&mutex_); }
+    void Lock() ACQUIRE() { pthread_mutex_lock(&mutex_); }
+    void Unlock() RELEASE() { pthread_mutex_unlock(&mutex_); }
 
     /// Waits for the mutex for so many milliseconds; with 0 or less it is taken only when that can be done at once.
     /// Returns 1 when it was taken, else 0, for a time-out and for an error alike. The deadline stands on the real-time
@@ -36,12 +36,12 @@ private:
 };
 
 /// Holds a mutex for a scope.
-class QV_GUARD_SCOPE MutexScope {
+class SCOPED_CAPABILITY MutexLock {
 public:
-    explicit MutexScope(Mutex& mutex) QV_TAKES(mutex) : mutex_(mutex) { mutex_.Lock(); }
-    ~MutexScope() QV_GIVES_BACK() { mutex_.Unlock(); }
-    MutexScope(const MutexScope&) = delete;
-    MutexScope& operator=(const MutexScope&) = delete;
+    explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : mutex_(mutex) { mutex_.Lock(); }
+    ~MutexLock() RELEASE() { mutex_.Unlock(); }
+    MutexLock(const MutexLock&) = delete;
+    MutexLock& operator=(const MutexLock&) = delete;
 
 private:
     Mutex& mutex_;

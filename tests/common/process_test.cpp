@@ -98,7 +98,7 @@ TEST(ProcessCreate, HoldsBackTheCancellationOfItsThread) {
     waitpid(pid, &status, 0);
     EXPECT_EQ(ProcessExitCode(status), 7);
     EXPECT_EQ(Logger::mutex_.TimedLock(0), 1);
-    []() QV_UNCHECKED { Logger::mutex_.Unlock(); }();
+    []() NO_THREAD_SAFETY_ANALYSIS { Logger::mutex_.Unlock(); }();
 }
 
 TEST(Process, IsWatchedJudgedAndEnded) {

@@ -98,7 +98,7 @@ TEST(TimeText, ShowsLocalTime) {
 }
 
 // SpinLock has taken it, which clang++ doesn't know.
-static void UnlockOnceMore(Mutex& mutex) QV_UNCHECKED { mutex.Unlock(); }
+static void UnlockOnceMore(Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS { mutex.Unlock(); }
 
 TEST(Mutex, BelongsToItsHolderUntilUnlockedAsOften) {
     Mutex mutex;
