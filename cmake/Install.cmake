@@ -9,13 +9,11 @@ install(TARGETS qvpost RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR} COMPONENT
 # qvpost-list is for people too, who check a list or mend an update.
 install(TARGETS qvpost-list RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
 
-# The units, and what they run. systemd looks for units below lib/, also where CMAKE_INSTALL_LIBDIR is another folder.
-foreach(unit qvpost@.service qvpost-mend@.service)
+# systemd looks for units below lib/, also where CMAKE_INSTALL_LIBDIR is another directory.
+foreach(unit qvpost@.service qvpost-recover@.service)
   configure_file(${PROJECT_SOURCE_DIR}/systemd/${unit}.in ${PROJECT_BINARY_DIR}/systemd/${unit} @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/systemd/${unit} DESTINATION lib/systemd/system COMPONENT program)
 endforeach()
-configure_file(${PROJECT_SOURCE_DIR}/systemd/qvpost-unit.in ${PROJECT_BINARY_DIR}/systemd/qvpost-unit @ONLY)
-install(PROGRAMS ${PROJECT_BINARY_DIR}/systemd/qvpost-unit DESTINATION ${CMAKE_INSTALL_LIBEXECDIR} COMPONENT program)
 
 find_program(GZIP gzip REQUIRED)
 # Manual pages and change logs are installed compressed, without a time stamp, so that two builds are the same.
@@ -35,7 +33,7 @@ endforeach()
 
 set(program_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/qvpost)
 set(library_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/libqvcommon-dev)
-foreach(document log recipes reliability)
+foreach(document log recipes reliability systemd)
   install(FILES ${PROJECT_SOURCE_DIR}/docs/${document}.md DESTINATION ${program_doc} COMPONENT program OPTIONAL)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/docs/library.md DESTINATION ${library_doc} COMPONENT library)

@@ -69,11 +69,7 @@ endforeach()
 set(override_program "# The packages come from the makers of the program: there is no request for them to close.
 qvpost: initial-upload-closes-no-bugs
 ")
-set(override_units "# The units run it, nobody else; qvpost(8) describes it with them.
-qvpost: no-manual-page [usr/libexec/qvpost-unit]
-")
 string(REPLACE qvpost: libqvcommon-dev: override_library ${override_program})
-string(APPEND override_program ${override_units})
 if(QVPOST_STATIC)
   string(APPEND override_program
 "# On purpose: qvpost works while files of the system are being replaced and must not need any of them, so it is linked

@@ -3,7 +3,8 @@
 #
 #   power-cut    copies of file systems taken while qvpost runs, recovered and compared: loop devices, mkfs.xfs,
 #                mkfs.btrfs; 10 minutes
-#   systemd      the units and the recipes for systemd in a Debian that boots: debootstrap, a cgroup2, 1 GB; 15 minutes
+#   systemd      the units and docs/systemd.md in a Debian that boots: debootstrap, systemd-container, a cgroup2, 1 GB;
+#                10 minutes
 #   systems      other Debian systems, compilers and processors, and the packages: debootstrap, qemu-user-static,
 #                lintian, 4 GB; an hour
 set -euo pipefail
@@ -18,7 +19,7 @@ run() {
             need g++ cmake ninja-build xfsprogs btrfs-progs
             build build-release --preset release -DBUILD_TESTING=OFF
             scripts/check-power-cut.sh build-release ;;
-        systemd) need debootstrap; scripts/check-systemd.sh ;;
+        systemd) need debootstrap systemd-container; scripts/check-systemd.sh ;;
         systems) need debootstrap qemu-user-static; scripts/check-systems.sh ;;
         *) fail "there is no check '$1'" ;;
     esac
