@@ -13,8 +13,9 @@ export QV_SYSTEM=$root
         -f "$root/update.list" 9>&-
 ) &
 post=$!
+wait $post && exit # the new server runs: a backup that could not be deleted then is left to the next updater
 # What a killed qvpost was waiting for is in its process group: a setup script, a server program, a client.
-wait $post || [ $? -le 128 ] || kill -KILL -- -$post
+[ $? -le 128 ] || kill -KILL -- -$post
 
 # Such a process may hold the record for a moment (status 3).
 tries=50
