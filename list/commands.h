@@ -1,22 +1,25 @@
-// The commands. Each prints what it has to tell on the standard output, and why it doesn't go on in one line on the
-// standard error.
+// The commands. Each prints its results on the standard output, and on the standard error why it does not go on.
 #pragma once
+#include "list/record.h"
 
-enum Status { kDone = 0, kRefused = 1, kUsage = 2 };
+enum Status { kDone = 0, kRefused = 1, kUsage = 2, kHeld = 3 };
 
-/// The options and operands of a command; what wasn't given is null or false.
 struct Arguments {
-    bool add = false, record = false, onlyPrint = false;  // -a -r -n
-    const char* list = nullptr;                           // -o
-    const char* operands[2] = {};
+    bool flag = false;           ///< the option of the command that is a letter alone
+    const char* list = nullptr;  ///< -o, if given
+    char** operands = nullptr;
 };
 
-/// make [-a] [-o LIST] NEW ROOT: kDone when record and list are there, else kRefused and neither is left.
 Status MakeCommand(const Arguments& arguments);
-
-/// check [-r] LIST: kDone when nothing was found, kRefused when something was, kUsage when the list can't be read.
 Status CheckCommand(const Arguments& arguments);
+Status RecoverCommand(const Arguments& arguments);
 
-/// mend [-n] RECORD: kDone when all files are of one version, which is on the disk, and the record is deleted; or when
-/// there is no record. Else kRefused.
-Status MendCommand(const Arguments& arguments);
+/// Reads the status of every file of the set, fills in the identities, and reports; list is the path of the list. With
+/// missing, an update whose destination does not exist is no error: its source goes there, and the lines that are left
+/// are numbered anew.
+void CheckFiles(UpdateSet* set, const std::string& list, Directories* directories, Diagnostics* diagnostics,
+                std::vector<std::string>* missing);
+
+/// Locks a record that is about to be written. False when another process holds it, or when the update that it is of is
+/// not settled, which is printed.
+bool ReserveRecord(Record* record);

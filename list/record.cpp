@@ -1,157 +1,189 @@
 #include "list/record.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
-#include <charconv>
+#include <cerrno>
+#include <cinttypes>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <string_view>
 
 #include "common/util/option_string.h"
-#include "list/folder.h"
-#include "list/message.h"
-#include "list/whole_file.h"
 
 namespace {
-
-constexpr std::string_view kFirstLine = "qvpost-list record 1";
-constexpr std::string_view kLastWord = "end ";
-constexpr size_t kNumbersSize = 160;  // six numbers and their blanks
-constexpr uint32_t kSecond = 1'000'000'000;
-
-// Takes a number and the byte behind it off the text.
-template <class Number>
-bool TakeNumber(std::string_view* text, char end, Number* number) {
-    const char* const last = text->data() + text->size();
-    const auto [rest, error] = std::from_chars(text->data(), last, *number);
-    if (error != std::errc() || rest == last || *rest != end) return false;
-    text->remove_prefix(static_cast<size_t>(rest + 1 - text->data()));
-    return true;
+constexpr char kFirstLine[] = "qvpost-list record 2", kFormerFirstLine[] = "qvpost-list record 1";
+constexpr size_t kIdentitySize = 96;
+using File = std::unique_ptr<FILE, int (*)(FILE*)>;
+std::string IdentityText(const FileIdentity& file) {
+    char text[kIdentitySize], size[24] = "birth";
+    if (file.size != FileIdentity::kBorn) snprintf(size, sizeof size, "%" PRId64, file.size);
+    snprintf(text, sizeof text, "%" PRIu64 " %s %" PRId64 ".%09" PRIu32 " ", file.inode, size, file.seconds,
+             file.nanoseconds);
+    return text;
 }
 
-bool TakeIdentity(std::string_view* text, FileIdentity* file) {
-    if (!TakeNumber(text, ' ', &file->inode) || !TakeNumber(text, ' ', &file->size)) return false;
-    if (!TakeNumber(text, '.', &file->seconds) || text->find(' ') != 9) return false;
-    return TakeNumber(text, ' ', &file->nanoseconds);
+// Takes an identity off the line. What is not as it is written is wrong.
+bool TakeIdentity(char** line, FileIdentity* file) {
+    char size[24];
+    const int fields =
+        sscanf(*line, "%" SCNu64 " %23s %" SCNd64 ".%9" SCNu32, &file->inode, size, &file->seconds, &file->nanoseconds);
+    if (fields != 4) return false;
+    file->size = strcmp(size, "birth") == 0 ? FileIdentity::kBorn : strtoll(size, nullptr, 10);
+    const auto text = IdentityText(*file);
+    if (strncmp(*line, text.c_str(), text.size()) != 0) return false;
+    *line += text.size();
+    return true;
 }
 
 // A destination is short enough for each of its backup names to be whole.
-bool IsUpdate(char* line, UpdateSet* set) {
-    std::string_view text = line;
-    Update update{};
+bool TakeUpdate(char* line, UpdateSet* set) {
     UpdateEntry entry;
-    if (!TakeIdentity(&text, &update.oldFile) || !TakeIdentity(&text, &update.newFile)) return false;
-    if (UpdateParseLine(line + (text.data() - line), &entry).code != nullptr) return false;
-    if (*entry.source != '/' || *entry.destination != '/' || UpdateSetBackupIsCut(entry.destination)) return false;
-    update.source = set->names.Add(entry.source);
-    update.destination = set->names.Add(entry.destination);
-    update.line = static_cast<int>(set->updates.size()) + 1;
-    set->updates.push_back(update);
-    return true;
+    FileIdentity oldFile, newFile;
+    if (!TakeIdentity(&line, &oldFile) || !TakeIdentity(&line, &newFile)) return false;
+    if (UpdateParseLine(line, &entry).code != nullptr) return false;
+    set->push_back({entry.source, entry.destination, oldFile, newFile, static_cast<int>(set->size()) + 2});
+    return *entry.source == '/' && *entry.destination == '/' && !UpdateBackupIsCut(entry.destination);
 }
 
-// Reads a whole record and returns 0, else the number of the line that isn't right; errno is that of the read.
-int ReadLines(FILE* record, UpdateSet* set) {
-    char line[kNumbersSize + kUpdateLineSize];
-    bool ended = false;
-    int number = 0;
-    for (; errno = 0, fgets(line, sizeof line, record) != nullptr;) {
-        ++number;
-        char* const newline = strchr(line, '\n');
-        if (newline == nullptr || ended) return number;
-        *newline = '\0';
-        std::string_view text = line;
-        if (number == 1) {
-            if (text != kFirstLine) return number;
-        } else if (text.starts_with(kLastWord)) {
-            *newline = '\n';
-            text = {line + kLastWord.size(), newline + 1};
-            size_t count = 0;
-            if (!TakeNumber(&text, '\n', &count) || count != set->updates.size()) return number;
-            ended = true;
-        } else if (!IsUpdate(line, set)) {
-            return number;
-        }
+// A line of the list with its newline; empty when a list cannot hold these names.
+std::string ListLine(const Update& update) {
+    constexpr size_t kLongest = 1023;  // bytes of a value
+    std::string values[] = {update.source, update.destination};
+    for (std::string& value : values) {
+        if (value.size() > kLongest || value.find_first_of(kUnlistable) != std::string::npos) return {};
+        OptionEscape(value.data());
     }
-    return ended ? 0 : number + 1;
+    const auto line = "source=" + values[0] + ",destination=" + values[1] + "\n";
+    return line.size() < kUpdateLineSize ? line : "";
 }
 
-void AddIdentity(WholeFile* file, const FileIdentity& identity) {
-    file->AddNumber(identity.inode);
-    file->Add(" ");
-    file->AddNumber(identity.size);
-    file->Add(" ");
-    file->AddNumber(identity.seconds);
-    char digits[12];
-    const char* const end = std::to_chars(digits, digits + sizeof digits, kSecond + identity.nanoseconds).ptr;
-    digits[0] = '.';  // the leading 1 has kept the zeros behind it
-    file->Add({digits, end});
-    file->Add(" ");
-}
+// A file that is complete and flushed before it gets its name. It is locked until its object ends.
+class NewFile {
+public:
+    NewFile(const Directory& directory, const std::string& path) : directory_(directory), path_(path) {}
+    ~NewFile() {
+        if (file_ != nullptr) unlinkat(directory_.Get(), LastName(temporary_), 0);
+    }
+    bool Write(const std::string& text) {
+        const int descriptor = mkostemp(temporary_.data(), O_CLOEXEC);
+        if (descriptor != -1) file_.reset(fdopen(descriptor, "w"));
+        return (file_ != nullptr && flock(descriptor, LOCK_EX | LOCK_NB) == 0 &&
+                fwrite(text.data(), 1, text.size(), file_.get()) == text.size() && fflush(file_.get()) == 0 &&
+                fsync(descriptor) == 0) ||
+               PrintFileError("write", path_, errno);
+    }
 
-void AddValue(WholeFile* file, std::string_view key, const char* name) {
-    char value[kUpdateLineSize];
-    const size_t length = strlen(name);
-    memcpy(value, name, length + 1);
-    OptionEscape(value);
-    file->Add(key);
-    file->Add({value, length});
-}
+    // Gives it its name, in place of another file or, without replace, only when there is none, and flushes that.
+    bool Publish(bool replace) const {
+        const int at = directory_.Get();
+        const char *const name = LastName(path_), *const from = LastName(temporary_);
+        const int result = replace ? renameat(at, from, at, name) : linkat(at, from, at, name, 0);
+        if (result != 0) return PrintFileError("write", path_, errno);
+        if (directory_.Flush(fsync)) return true;
+        unlinkat(at, name, 0);
+        return false;
+    }
 
-void AddLine(WholeFile* file, const Update& update) {
-    AddValue(file, "source=", update.source);
-    AddValue(file, ",destination=", update.destination);
-    file->Add("\n");
-}
-
+private:
+    const Directory& directory_;
+    const std::string& path_;
+    std::string temporary_ = path_ + ".XXXXXX";
+    File file_{nullptr, fclose};
+};
 }  // namespace
 
-std::string RecordListOf(const std::string& record) {
-    return record.ends_with(kRecordSuffix) ? record.substr(0, record.size() - strlen(kRecordSuffix)) : "";
+bool ListRead(const Directory& directory, const std::string& path, UpdateSet* set, Diagnostics* diagnostics) {
+    const int descriptor = directory.OpenFile(path, O_RDONLY);
+    if (descriptor == -1) return errno == ENOENT && PrintFileError("open", path, ENOENT);
+    const File list(fdopen(descriptor, "r"), fclose);
+    char line[kUpdateLineSize];
+    for (int number = 1, next; fgets(line, sizeof line, list.get()) != nullptr; number = next) {
+        // A piece of a line that is too long has the number of the line.
+        next = number + (strchr(line, '\n') != nullptr ? 1 : 0);
+        line[strcspn(line, "\n")] = '\0';
+        UpdateEntry entry;
+        const auto fault = UpdateParseLine(line, &entry);
+        if (fault.code != nullptr) diagnostics->Error(number, fault);
+        if (fault.code == nullptr) set->push_back({entry.source, entry.destination, {}, {}, number});
+    }
+    return ferror(list.get()) == 0 || PrintFileError("read", path, errno);
 }
 
-RecordRead RecordReadFile(const std::string& path, UpdateSet* set, int* descriptor) {
-    char buffer[65536];
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "re"), fclose);
-    if (file == nullptr) {
-        const int error = errno;
-        // Whoever deleted it may have been stopped before that was on the disk.
-        if (error == ENOENT && FolderFlushOf(path) == 0) return RecordRead::Missing;
-        RefuseFile("open", path.c_str(), error);
-        return RecordRead::Bad;
-    }
-    setvbuf(file.get(), buffer, _IOFBF, sizeof buffer);
-    const int line = ReadLines(file.get(), set);
-    if (errno != 0 && ferror(file.get()) != 0) {
-        RefuseFile("read", path.c_str(), errno);
-        return RecordRead::Bad;
-    }
-    if (line != 0) {
-        Refuse(Quoted{path.c_str()}, " is no whole record: line ", line, " isn't right");
-        return RecordRead::Bad;
-    }
-    if (descriptor != nullptr) *descriptor = fcntl(fileno(file.get()), F_DUPFD_CLOEXEC, 0);
-    return RecordRead::Whole;
+bool UpdateBackupIsCut(const std::string& destination) {
+    constexpr size_t kSuffix = sizeof kUpdateBackupSuffix - 1, kNumber = 2;  // of kUpdateTriedVariants
+    return destination.size() + kSuffix + kNumber > UpdateBackupName::kLimit ||
+           strlen(LastName(destination)) + kSuffix > NAME_MAX;
 }
 
-bool RecordWrite(const std::string& path, const UpdateSet& set) {
-    WholeFile file(path);
-    file.Add(kFirstLine);
-    file.Add("\n");
-    for (const Update& update : set.updates) {
-        AddIdentity(&file, update.oldFile);
-        AddIdentity(&file, update.newFile);
-        AddLine(&file, update);
-    }
-    file.Add(kLastWord);
-    file.AddNumber(set.updates.size());
-    file.Add("\n");
-    return file.Finish();
+bool Record::IsNamed() const {
+    FileInfo named, locked;
+    return StatAt(directory_.Get(), LastName(path_), &named) == 0 && StatAt(fileno(file_.get()), "", &locked) == 0 &&
+           named.stx_ino == locked.stx_ino && named.stx_mnt_id == locked.stx_mnt_id;
 }
 
-bool RecordWriteList(const std::string& path, const UpdateSet& set) {
-    WholeFile file(path);
-    for (const Update& update : set.updates) AddLine(&file, update);
-    return file.Finish();
+Record::State Record::Open() {
+    if (!directory_.OpenOrPrint(std::string(Dirname(path_)))) return State::Bad;
+    do {
+        const int descriptor = directory_.OpenFile(path_, O_RDWR);
+        if (descriptor == -1) return errno == ENOENT ? State::Missing : State::Bad;
+        file_.reset(fdopen(descriptor, "r"));
+        if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+            const bool isHeld = errno == EWOULDBLOCK;
+            PrintError(Quote(path_), isHeld ? " is held by a run, or by another make or recover" : " cannot be locked");
+            return isHeld ? State::Held : State::Bad;
+        }
+    } while (!IsNamed());  // whoever held it has deleted or replaced it
+    return State::Locked;
+}
+
+bool Record::Read(UpdateSet* set) const {
+    char line[2 * kIdentitySize + kUpdateLineSize];
+    bool isEnded = false;
+    int number = 0;
+    while (fgets(line, sizeof line, file_.get()) != nullptr) {
+        bool isRight = strchr(line, '\n') != nullptr && !isEnded;
+        line[strcspn(line, "\n")] = '\0';
+        if (++number == 1) {
+            isRight = isRight && strcmp(line, kFirstLine) == 0;
+            if (strcmp(line, kFormerFirstLine) == 0) {
+                return PrintError(Quote(path_), " is a record of version 1: recover with that version, or delete it");
+            }
+        } else if (line == "end " + std::to_string(set->size())) {
+            isEnded = true;
+        } else {
+            isRight = isRight && TakeUpdate(line, set);
+        }
+        if (!isRight) return PrintError(Quote(path_), " is no whole record: line ", number, " is wrong");
+    }
+    if (ferror(file_.get()) != 0) return PrintFileError("read", path_, errno);
+    return isEnded || PrintError(Quote(path_), " is no whole record: its end is missing");
+}
+
+bool Record::Write(const UpdateSet& set, const std::string& list) const {
+    std::string text = std::string(kFirstLine) + "\n", lines;
+    for (const Update& update : set) {
+        const auto line = ListLine(update);
+        if (line.empty()) return PrintError("cannot name ", Quote(update.source), " in a list");
+        text += IdentityText(update.oldFile) + IdentityText(update.newFile) + line;
+        if (!list.empty()) lines += line;
+    }
+    NewFile record(directory_, path_), listed(directory_, list);
+    text += "end " + std::to_string(set.size()) + "\n";
+    if (!record.Write(text) || (!list.empty() && !listed.Write(lines))) return false;
+    const bool replaces = file_ != nullptr;
+    if (replaces && !IsNamed()) return PrintError(Quote(path_), " was replaced meanwhile");
+    // The list of another update must not stand beside this record. Without the lock it could be that of another make.
+    if (replaces && !list.empty()) unlinkat(directory_.Get(), LastName(list), 0);
+    if (!record.Publish(replaces)) return false;
+    if (list.empty() || listed.Publish(true)) return true;
+    unlinkat(directory_.Get(), LastName(path_), 0);
+    return false;
+}
+
+bool Record::Remove() const {
+    if (!IsNamed()) return PrintError(Quote(path_), " was replaced meanwhile");
+    if (unlinkat(directory_.Get(), LastName(path_), 0) != 0) return PrintFileError("remove", path_, errno);
+    return directory_.Flush(fsync);
 }

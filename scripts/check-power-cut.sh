@@ -1,6 +1,6 @@
 #!/bin/bash
 # Power cuts on real file systems: copies the image of one, atomically, while qvpost works in it, mounts each copy, has
-# qvpost-list mend it, and looks whether every file is there, whole, and all of one version.
+# qvpost-list recover it, and checks that every file is there, whole, and all of one version.
 #
 # Needs root, loop devices, mkfs.xfs for the file system that holds the images (a copy shares its blocks), and the mkfs
 # of each file system that is tried.
@@ -61,18 +61,20 @@ is_whole() {
         [ "$(find "$disk/app" -path '*/file*' ! -name 'file0.temporary3' | wc -l)" = "$count" ]
 }
 
-# Mends a copy and says what that was: what was lost, what could not be settled, or the way it was settled.
+# Recovers a copy and prints what that was: lost, not settled, or the way it was settled.
 judge() {
     local version status=0
-    $list_program mend "$disk/app/update.list.record" >"$work/mended" 2>&1 || status=$?
-    version=$(tail -n 1 "$work/mended")
+    $list_program recover "$disk/app/update.list.record" >"$work/steps" 2>&1 || status=$?
+    version=$(tail -n 1 "$work/steps")
+    # A run deletes its record once everything is on the disk.
+    [ "$version" != "nothing to recover" ] || version="new version"
     if [ "$status" != 0 ]; then
         echo "not settled"
     elif ! is_whole "${version% version}"; then
         echo "LOST"
-    elif grep -q '^renaming' "$work/mended"; then
+    elif grep -q '^renaming' "$work/steps"; then
         echo "brought back to the old version"
-    elif grep -q "^removing '.*temporary" "$work/mended"; then
+    elif grep -q "^removing '.*temporary" "$work/steps"; then
         echo "tidied to the new version"
     else
         echo "$version already"

@@ -1,5 +1,5 @@
-"""commands.py NAME: plays a part of commands.txt in a new folder, with an installation, app, and its new files, app/new.
-The folder is shown as @, a control byte as ^ and a letter, an exit status other than 0 behind its command."""
+"""commands.py NAME: plays a part of commands.txt in an installation of its own, with its new files in new. The directory
+is shown as @, a control byte as ^ and a letter, an exit status other than 0 behind its command."""
 
 import difflib
 import os
@@ -8,8 +8,12 @@ import subprocess
 import sys
 import tempfile
 
+from installation import PLACE
+
 TABLE = os.path.dirname(os.path.abspath(__file__)) + "/commands.txt"
-PREPARED = "mkdir app app/new; for f in one two; do echo old >app/$f; echo newer >app/new/$f; done"
+PREPARED = "mkdir -m 755 app new; mv new app; cd app; for f in one two; do echo old >$f; echo newer >new/$f; done"
+# What a run does with a file, up to its backup.
+FUNCTIONS = "move() { mv $1 $1.temporary$2; mv new/$1 $1; }; "
 
 
 def shown(output, folder):
@@ -19,12 +23,13 @@ def shown(output, folder):
 
 def played(part):
     lines = []
-    with tempfile.TemporaryDirectory() as folder:
+    with tempfile.TemporaryDirectory(dir=PLACE) as folder:
         folder = os.path.realpath(folder)
         subprocess.run(PREPARED, shell=True, cwd=folder, check=True)
         environment = {**os.environ, "LIST": os.environ["QVPOST_LIST"], "QV_SYSTEM": ".", "LC_ALL": "C"}
+        folder += "/app"
         for command in re.findall(r"^\$ (.*)$", part, re.M):
-            run = subprocess.run(["bash", "-c", command], cwd=folder, env=environment, stdout=-1, stderr=-2)
+            run = subprocess.run(["bash", "-c", FUNCTIONS + command], cwd=folder, env=environment, stdout=-1, stderr=-2)
             lines += [f"$ {command}", *shown(run.stdout, folder).splitlines()]
             lines += [f"= {run.returncode}"] if run.returncode else []
     return "".join(line + "\n" for line in lines)
