@@ -25,7 +25,7 @@ std::string ReadAttribute(const std::string& path, const char* name) {
 class Checker {
 public:
     Checker(UpdateSet* set, Directories* directories, Diagnostics* diagnostics)
-        : set_(*set), directories_(*directories), diagnostics_(*diagnostics) {}
+        : set_(*set), directories_(*directories), diagnostics_(*diagnostics), files_(2 * set->size()) {}
 
     // False, with nothing reported, when the destination does not exist and may be missing.
     bool CheckUpdate(size_t index, bool mayBeMissing) {
@@ -93,11 +93,11 @@ private:
     }
 
     // The destination of which this is the backup name, or a numbered one that a run clears.
-    const File* FindByBackup(std::string key) const {
+    const File* FindByBackup(std::string_view key) const {
         static_assert(kUpdateClearedVariants == 9);
-        if (key.back() >= '1' && key.back() <= '9') key.pop_back();
+        if (key.back() >= '1' && key.back() <= '9') key.remove_suffix(1);
         if (!key.ends_with(kUpdateBackupSuffix)) return nullptr;
-        const File* const file = Find(key.substr(0, key.size() - strlen(kUpdateBackupSuffix)));
+        const File* const file = Find(std::string(key.substr(0, key.rfind('.'))));
         return file != nullptr && file->role == kDestination ? file : nullptr;
     }
 
@@ -174,6 +174,7 @@ private:
         if (names == nullptr)
             diagnostics_.Warning(line, Quote(path), " cannot be searched for leftovers: ", ErrorString(error));
         while (const dirent* entry = names == nullptr ? nullptr : readdir(names.get())) {
+            if (strstr(entry->d_name, kUpdateBackupSuffix) == nullptr) continue;
             const File* const owner = FindByBackup(key + entry->d_name);
             // One that is a file of the list is an error.
             if (owner == nullptr || entry->d_type == DT_DIR || Find(key + entry->d_name) != nullptr) continue;

@@ -88,6 +88,7 @@ int Directory::Open(const std::string& path, bool create) {
         if (name != ".") error = Enter(name, create, &left);
     }
     if (error == 0) error = Distrust(UntrustedReason(info_, false));
+    if (error == 0) key_ = std::to_string(Device()) + ":" + std::to_string(info_.stx_ino) + "/";
     if (error == 0) return 0;
     Close();
     if (failure_.empty()) failure_ = "cannot open directory " + Quote(path) + ": " + ErrorString(error);

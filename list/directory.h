@@ -51,7 +51,7 @@ public:
     const FileInfo& Info() const { return info_; }
     uint64_t Device() const { return uint64_t{info_.stx_dev_major} << 32 | info_.stx_dev_minor; }
     /// With a name behind it, this is one text for all paths that lead to that name.
-    std::string Key() const { return std::to_string(Device()) + ":" + std::to_string(info_.stx_ino) + "/"; }
+    const std::string& Key() const { return key_; }
     /// Opens a regular file that lies in it, with flags of open(2); the rule above holds for the file as well. Returns
     /// its descriptor; or -1 with errno, which is printed unless it is ENOENT.
     int OpenFile(const std::string& path, int flags) const;
@@ -63,7 +63,7 @@ private:
     int Start(int descriptor);
     int Enter(const std::string& name, bool create, std::string* left);
     int Distrust(const char* reason);
-    std::string path_, failure_;
+    std::string path_, key_, failure_;
     int descriptor_ = -1, links_ = 0;
     FileInfo info_{};
 };

@@ -17,9 +17,9 @@ constexpr char kFirstLine[] = "qvpost-list record 2", kFormerFirstLine[] = "qvpo
 constexpr size_t kIdentitySize = 96;
 using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 std::string IdentityText(const FileIdentity& file) {
-    char text[kIdentitySize], size[24] = "birth";
-    if (file.size != FileIdentity::kBorn) snprintf(size, sizeof size, "%" PRId64, file.size);
-    snprintf(text, sizeof text, "%" PRIu64 " %s %" PRId64 ".%09" PRIu32 " ", file.inode, size, file.seconds,
+    char text[kIdentitySize];
+    const auto size = file.size == FileIdentity::kBorn ? "birth" : std::to_string(file.size);
+    snprintf(text, sizeof text, "%" PRIu64 " %s %" PRId64 ".%09" PRIu32 " ", file.inode, size.c_str(), file.seconds,
              file.nanoseconds);
     return text;
 }
@@ -118,9 +118,9 @@ bool UpdateBackupIsCut(const std::string& destination) {
 }
 
 bool Record::IsNamed() const {
-    FileInfo named, locked;
-    return StatAt(directory_.Get(), LastName(path_), &named) == 0 && StatAt(fileno(file_.get()), "", &locked) == 0 &&
-           named.stx_ino == locked.stx_ino && named.stx_mnt_id == locked.stx_mnt_id;
+    struct stat named, locked;
+    return fstatat(directory_.Get(), LastName(path_), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           fstat(fileno(file_.get()), &locked) == 0 && named.st_dev == locked.st_dev && named.st_ino == locked.st_ino;
 }
 
 Record::State Record::Open() {

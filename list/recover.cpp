@@ -115,8 +115,8 @@ private:
         LineFiles files;
         for (size_t name = 0; name < files.size(); ++name) {
             // A run takes a numbered name only when it cannot have the one without a number.
-            const LineState state = IdentifyFiles(update, files);
-            if (name > kBackupName && (state.backup != 0 || state.destination == Holds::Old)) break;
+            const LineState state = name > kBackupName ? IdentifyFiles(update, files) : LineState{};
+            if (state.backup != 0 || state.destination == Holds::Old) break;
             const Directory& directory = directories_.At(RoleOf(name));
             if (directory.Get() == -1) continue;
             const auto path = PathOf(update, name);
