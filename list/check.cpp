@@ -170,8 +170,7 @@ private:
     // The backup names that exist already.
     void CheckLeftovers(const std::string& key, const std::string& path, int line) {
         const std::unique_ptr<DIR, int (*)(DIR*)> names(opendir(path.c_str()), closedir);
-        const int error = errno;
-        if (names == nullptr)
+        if (const int error = errno; names == nullptr)
             diagnostics_.Warning(line, Quote(path), " cannot be searched for leftovers: ", ErrorString(error));
         while (const dirent* entry = names == nullptr ? nullptr : readdir(names.get())) {
             if (strstr(entry->d_name, kUpdateBackupSuffix) == nullptr) continue;

@@ -39,6 +39,9 @@ constexpr Row kRows[] = {
 bool Is(Holds holds, unsigned set) { return (Any(holds) & set) != 0; }
 
 const Row& RowOf(const LineState& state) {
+    static constexpr Row kEdited{kOther, kNew, false, 0, kImpossible};  // before its run: nothing has moved
+    const bool isAlone = state.backup == 0 && !state.isOtherBackup;
+    if (isAlone && state.destination == Holds::Other && state.source == Holds::New) return kEdited;
     return *std::find_if(std::begin(kRows), std::end(kRows), [&](const Row& row) {
         return Is(state.destination, row.destination) && Is(state.source, row.source) &&
                row.hasBackup == (state.backup != 0);

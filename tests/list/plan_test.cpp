@@ -59,7 +59,7 @@ TEST(ListPlan, DecidesByWhatTheNamesHold) {
         --o: old o; -no no-: old no; nno: old o; -xo: old no; -bb: old no; bbb: old -backup; -no -no: old no no;
         -no -n-: new -backup; xno -n-: new -backup; nno -n-: new -backup-source; nn- -n-: new -source;
         -bb -n-: new -backup; -nx: new; -x- -n-: new; -x- -o-: old; -x- -x-: unknown; -n- -o-: unsettled;
-        -x- -o- -n-: unsettled; -xx -n-: unsettled; xx- -n-: unsettled; nx- no-: unsettled; n-- no-: unsettled;
+        -x- -o- -n-: unsettled; -xx -n-: unsettled; xx- -n-: unsettled; nx- no-: not begun; nx- -no: old no; nxx no-: unsettled; n-- no-: unsettled;
         --- -n-: unsettled; xno no-: unsettled; nxo no-: unsettled; -x- -no: unsettled; o--: unsettled;
         -n- no-: unsettled;)");
     for (std::string lines, expected;
