@@ -60,10 +60,10 @@ std::string ListLine(const Update& update) {
 }
 
 // A file that is complete and flushed before it gets its name. It is locked until its object ends.
-class NewFile {
+class AtomicFile {
 public:
-    NewFile(const Directory& directory, const std::string& path) : directory_(directory), path_(path) {}
-    ~NewFile() {
+    AtomicFile(const Directory& directory, const std::string& path) : directory_(directory), path_(path) {}
+    ~AtomicFile() {
         if (file_ != nullptr) unlinkat(directory_.Get(), LastName(temporary_), 0);
     }
     bool Write(const std::string& text) {
@@ -169,7 +169,7 @@ bool Record::Write(const UpdateSet& set, const std::string& list) const {
         text += IdentityText(update.oldFile) + IdentityText(update.newFile) + line;
         if (!list.empty()) lines += line;
     }
-    NewFile record(directory_, path_), listed(directory_, list);
+    AtomicFile record(directory_, path_), listed(directory_, list);
     text += "end " + std::to_string(set.size()) + "\n";
     if (!record.Write(text) || (!list.empty() && !listed.Write(lines))) return false;
     const bool replaces = file_ != nullptr;
