@@ -46,7 +46,7 @@ int ProcessCreateReporting([[maybe_unused]] const char* command, const char* con
         errno = EINVAL;
         return -1;
     }
-    const CancelBlock block;  // a caller that is cancelled gets the process id all the same
+    const CancelBlock block;  // a cancelled caller still gets the process id
     const int pid = ProcessFork();
     if (pid == -1) return LogFailedCall(kWarning, "Function fork() failed");
     if (pid != 0) return pid;
@@ -75,8 +75,8 @@ int ProcessFork() {
 }
 
 int ProcessExec(const char* file, const char* const* arguments, const char* const* environment) {
-    if (logger_.mode_ != 0) logger_.FlushAll();                // the new program has no part in the streams
-    auto* const vector = const_cast<char* const*>(arguments);  // exec writes to neither vector, POSIX only says so late
+    if (logger_.mode_ != 0) logger_.FlushAll();                // exec discards the buffers
+    auto* const vector = const_cast<char* const*>(arguments);  // exec modifies neither vector
     if (file == nullptr) {
         errno = EFAULT;
     } else if (environment != nullptr) {
