@@ -2,7 +2,7 @@
 // decimal number and a zero byte. The application never reads from the channel.
 #pragma once
 
-/// Sends a value, unless there is no client or no channel. A failure is logged and the run goes on.
+/// Sends a value, unless there is no client or no channel. A failure is logged and the run continues.
 void PostMainWriteProgress(int value);
 
 /// Returns whether the client has closed its end of the channel and can receive nothing more.

@@ -2,7 +2,7 @@
 //
 // An entry with a directory and a name works on FileJoinPath of the two. A missing name is refused like a null pointer:
 // errno EFAULT. Tests return 1 for yes, 0 for no, or -1 with errno when the system call fails. Symbolic links are
-// followed. No entry logs unless it says so.
+// followed. No entry logs unless stated.
 #pragma once
 #include <sys/stat.h>
 #include <sys/types.h>

@@ -2,9 +2,9 @@
 // written on the ordinary stream and again on the level stream. Linking the look-ups pulls in the system resolver,
 // which a fully static program cannot serve.
 //
-// An operation that fails leaves in errno what its entry says, or the number of the call that failed. The resolver and
-// getnameinfo(3) may fail without one: errno then means nothing and may be 0. The log lines of a failed look-up show
-// h_errno(3).
+// An operation that fails leaves in errno what its entry states, or the number of the call that failed. The resolver
+// and getnameinfo(3) may fail without one: errno then means nothing and may be 0. The log lines of a failed look-up
+// show h_errno(3).
 //
 // Threads: SocketResolveAddress, SocketResolveName and SocketResolveText use resolver calls that are not reentrant, and
 // the entries that return texts share storage which the next call overwrites: callers on more than one thread serialise

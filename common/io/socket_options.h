@@ -7,7 +7,7 @@
 // every other value is passed to the system unchanged. SocketSystemInit is in socket_system.h.
 #pragma once
 
-/// O_NONBLOCK of the status flags (fcntl(2)). One call when the mode already is 0 or 1 as value says, else two.
+/// O_NONBLOCK of the status flags (fcntl(2)). One call when value, 0 or 1, is already the mode, else two.
 int SocketSetNonBlocking(int descriptor, int value);
 
 /// The whole descriptor-flags word: 1 (FD_CLOEXEC) closes the descriptor when a program is executed, 0 keeps it open.

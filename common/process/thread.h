@@ -1,4 +1,4 @@
-// Thin wrappers of POSIX threads. A failure writes one log line, except for ESRCH where an entry says so, and stores
+// Thin wrappers of POSIX threads. A failure writes one log line, except for ESRCH where an entry states it, and stores
 // the error number that the thread library returns in errno. Any thread may call.
 //
 // An identifier of a thread that was already joined has undefined results, as in POSIX. Set such a variable to -1 (all
