@@ -1,7 +1,7 @@
 /* bench_bare_replace [-n] LIST: works through an update list (no escapes) with the system calls of a replacement and
  * nothing else. Each line takes 2 renames, 4 writes of texts as long as those of qvpost, and 1 unlink. Before the
  * renames it stats the names of the ten leftovers, the destination and the backup; with -n it reads the names of each
- * directory once instead, for all the lines in it that stand together. The list is deleted. */
+ * directory once instead, for all consecutive lines in it. The list is deleted. */
 #include <dirent.h>
 #include <fcntl.h>
 #include <stdio.h>
@@ -52,11 +52,11 @@ static int ReadDirectory(const char* path, size_t length) {
     if (directory.length == length && memcmp(directory.at, path, length) == 0) return 0;
     char name[1024];
     *Put(name, path, length) = '\0';
-    DIR* names = opendir(name);
-    if (names == NULL) return 1;
-    while (readdir(names) != NULL) continue;
+    DIR* stream = opendir(name);
+    if (stream == NULL) return 1;
+    while (readdir(stream) != NULL) continue;
     directory = (struct Text){(char*)path, length};
-    return closedir(names);
+    return closedir(stream);
 }
 
 static int Line(int stats, struct Text line, struct Text* kept) {

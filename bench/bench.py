@@ -3,7 +3,7 @@
 
     bench/bench.py BUILD [--quick]      the directory of the build; --quick: a tenth of the work, the plot goes there
 
-Every figure is a ratio of two things that were measured in this run, in turns, and a median.
+Every figure is the median of ratios of two measurements that this run made in turns.
 """
 
 import csv
@@ -19,7 +19,7 @@ import time
 import typing
 
 SOURCE = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
-BASH_LINES = 1000  # The script takes milliseconds a line: longer lists are left out.
+BASH_LINES = 1000  # The script takes milliseconds a line: longer lists are omitted.
 
 
 def print_line(measure, elapsed, processor, goal="", verdict="", reference=""):
@@ -27,8 +27,8 @@ def print_line(measure, elapsed, processor, goal="", verdict="", reference=""):
 
 
 def row(measure, elapsed, processor=None, goal="", reference="", decimals=2):
-    """A ratio of processor time, where there is one, is held against the goal: the elapsed time of a short run depends
-    on other programs. The number is judged as it is shown."""
+    """Compares the ratio of processor time, if any, with the goal: the elapsed time of a short run depends on other
+    programs. The number is compared as it is printed."""
     shown, shown_processor = f"{elapsed:.{decimals}f}", "" if processor is None else f"{processor:.2f}"
     judged, (comparison, bound) = float(shown_processor or shown), (goal or ">= 0").split()
     met = judged <= float(bound) if comparison == "<=" else judged >= float(bound)
@@ -42,7 +42,7 @@ class Run(typing.NamedTuple):
 
 
 def run(command, log):
-    """The program must end with status 0. Its standard error goes to a log that is empty before."""
+    """Runs a program, which must end with status 0. Its standard error goes to a log that is emptied before."""
     flags = os.O_WRONLY | os.O_CREAT | os.O_TRUNC | os.O_APPEND
     actions = [(os.POSIX_SPAWN_OPEN, 1, os.devnull, os.O_WRONLY, 0), (os.POSIX_SPAWN_OPEN, 2, log, flags, 0o600)]
     start = time.perf_counter()
@@ -66,8 +66,8 @@ def content(path):
 
 
 class Tree:
-    """Installed files, their new versions, and the update list. No names are kept: a program's peak of memory is at
-    least that of this one, which starts it."""
+    """Installed files, their new versions, and the update list. No names are kept: the memory peak of a
+    program is at least that of this one, which starts it."""
 
     def __init__(self, work, lines, in_directory):
         self.work, self.list, self.version = work, f"{work}/update.list", 0
@@ -97,7 +97,7 @@ class Tree:
 
 
 def compare(work, lines, in_directory, rounds, log, programs):
-    """Each program replaces the files once a round, and another one is the first in each round."""
+    """Each program replaces the files once a round; the first program changes with each round."""
     tree = Tree(work, lines, in_directory)
     runs = {name: [] for name in programs}
     for number in range(rounds):
@@ -152,7 +152,7 @@ def replacing_files(build, work, quick):
     plot = f"{build if quick else SOURCE + '/docs'}/replace_files.svg"
     subprocess.run(["gnuplot", "-c", "bench/replace_files.gnuplot", work + "/data", plot], cwd=SOURCE, check=True)
 
-    # Both lists are so long that the program takes more memory than this one.
+    # Both lists are so long that the program takes more memory than this script.
     few, many = (compare(work, lines, 100, 1, os.devnull, {"qvpost": loops["qvpost"]}) for lines in (100000, 200000))
     kilobytes = many["qvpost"][0].kilobytes - few["qvpost"][0].kilobytes
     row(
@@ -201,9 +201,9 @@ def main():
         sys.exit(__doc__)
     build, quick = os.path.realpath(sys.argv[1]), len(sys.argv) > 2
     os.environ.pop("QV_SYSTEM", None)
-    # The files may be in memory: an end by a signal must not leave them.
+    # The files may be in memory and must not remain after a signal.
     signal.signal(signal.SIGTERM, lambda number, frame: sys.exit(128 + number))
-    # Paths of 56 to 57 characters come of this: how much memory a line takes depends on them.
+    # The paths have 56 to 57 characters: the memory of a line depends on their length.
     with tempfile.TemporaryDirectory(prefix="qvpost-run", dir=os.environ.get("QVPOST_BENCH_DIR", "/dev/shm")) as work:
         kind = subprocess.run(["df", "--output=fstype", work], stdout=subprocess.PIPE, text=True, check=True).stdout
         processors, load = len(os.sched_getaffinity(0)), os.getloadavg()[0]

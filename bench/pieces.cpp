@@ -1,5 +1,5 @@
-// A complete log line, from the time stamp to the write, and the start of a child, each beside the least that it can
-// cost. All log lines go to the standard error: direct it to /dev/null or to a file. The first argument is the child.
+// Compares a complete log line, from the time stamp to the write, and the start of a child with their minimal forms.
+// All log lines go to the standard error: redirect it to /dev/null or to a file. The first argument is the child.
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
@@ -32,7 +32,7 @@ void LogLine(benchmark::State& state) {
     for (auto _ : state) Log() << "PostMain: Renaming '" << kFrom << "' as '" << kTo << "'.\n";
 }
 
-// Both spdlog loggers write to the same stderr, which the Logger made line-buffered: one write a line here too.
+// Both spdlog loggers write to the same stderr, which the Logger made line-buffered: one write a line too.
 void Spdlog(benchmark::State& state, const char* pattern) {
     Empty();
     spdlog::logger logger("PostMain", std::make_shared<spdlog::sinks::stderr_sink_mt>());

@@ -1,6 +1,6 @@
 # The cost of a line of the update list: gnuplot -c PLOT DATA SVG, from the root of the project. The data: lines, and
 # microseconds of each program, "?" where it was not run. There is no background, and every colour is a middle one:
-# light and dark pages show both.
+# both are visible on light and dark pages.
 text = "#7a7a7a"
 set encoding utf8
 set terminal svg size 800,400 font "sans-serif,14"

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""replace_files.py LIST: what qvpost does with an update list, as a Python script would do it."""
+"""replace_files.py LIST: works through an update list like qvpost, as a Python script."""
 
 import os
 import sys
@@ -8,7 +8,7 @@ import time
 PID = os.getpid()
 
 
-def say(text):
+def log(text):
     sys.stderr.write(f"{PID} {PID} {time.strftime('%H:%M:%S')} {text}\n")
 
 
@@ -16,7 +16,7 @@ backups = []
 with open(sys.argv[1]) as update_list:
     for line in update_list:
         line = line.rstrip("\n")
-        say(f"Parsing update line '{line}'.")
+        log(f"Parsing update line '{line}'.")
         fields = dict(field.split("=", 1) for field in line.split(","))
         source, destination = fields["source"], fields["destination"]
         backup = destination + ".temporary"
@@ -25,12 +25,12 @@ with open(sys.argv[1]) as update_list:
                 os.unlink(leftover)
         if os.path.exists(destination) and os.path.exists(backup):
             os.unlink(backup)
-        say(f"Renaming '{destination}' as '{backup}'.")
+        log(f"Renaming '{destination}' as '{backup}'.")
         os.rename(destination, backup)
-        say(f"Renaming '{source}' as '{destination}'.")
+        log(f"Renaming '{source}' as '{destination}'.")
         os.rename(source, destination)
         backups.append(backup)
 os.unlink(sys.argv[1])
 for backup in backups:
-    say(f"Removing '{backup}'.")
+    log(f"Removing '{backup}'.")
     os.unlink(backup)

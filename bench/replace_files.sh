@@ -1,11 +1,11 @@
 #!/bin/bash
-# replace_files.sh LIST: what qvpost does with an update list, as a shell script would do it.
+# replace_files.sh LIST: works through an update list like qvpost, as a shell script.
 set -e
-say() { printf '%s %s %(%H:%M:%S)T %s\n' "$$" "$$" -1 "$1" >&2; }
+log() { printf '%s %s %(%H:%M:%S)T %s\n' "$$" "$$" -1 "$1" >&2; }
 
 backups=()
 while IFS= read -r line; do
-    say "Parsing update line '$line'."
+    log "Parsing update line '$line'."
     source=${line#source=}
     source=${source%%,*}
     destination=${line#*,destination=}
@@ -14,14 +14,14 @@ while IFS= read -r line; do
         [ -e "$leftover" ] && rm "$leftover"
     done
     [ -e "$destination" ] && [ -e "$backup" ] && rm "$backup"
-    say "Renaming '$destination' as '$backup'."
+    log "Renaming '$destination' as '$backup'."
     mv "$destination" "$backup"
-    say "Renaming '$source' as '$destination'."
+    log "Renaming '$source' as '$destination'."
     mv "$source" "$destination"
     backups+=("$backup")
 done <"$1"
 rm "$1"
 for backup in "${backups[@]}"; do
-    say "Removing '$backup'."
+    log "Removing '$backup'."
     rm "$backup"
 done

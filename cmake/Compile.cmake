@@ -1,4 +1,4 @@
-# How everything here is compiled: the language, the warnings, the hardening and the sanitizers, each said once.
+# How everything here is compiled: the language, the warnings, the hardening and the sanitizers.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -8,12 +8,12 @@ find_package(Threads REQUIRED)
 
 set(QVPOST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
 option(QVPOST_WERROR "Treat warnings as errors" OFF)
-# The run-time libraries of the sanitizers are shared. The choice is made anew when they are switched in the same build
+# The run-time libraries of the sanitizers are shared. The option is reset when the sanitizers change in the same build
 # directory.
 include(CMakeDependentOption)
 cmake_dependent_option(QVPOST_STATIC "Link the programs fully static" ON "NOT QVPOST_SANITIZE" OFF)
 
-# What every target of ours is held to; nothing of it reaches the users of the library.
+# The flags of every target of this project; none of them reaches the users of the library.
 add_library(qvpost_warnings INTERFACE)
 target_compile_options(qvpost_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor -Wundef
@@ -21,35 +21,35 @@ target_compile_options(qvpost_warnings INTERFACE
   $<$<BOOL:${QVPOST_WERROR}>:-Werror>)
 target_include_directories(qvpost_warnings INTERFACE ${PROJECT_SOURCE_DIR})
 
-# How the product is compiled, and what is linked with it. What it asks of the linker is what its objects can't do
-# without, since that reaches every program that is linked with the library.
+# The flags of the product. Its link options are those that its objects require, since they reach every program that is
+# linked with the library.
 add_library(qvpost_compile INTERFACE)
 target_link_libraries(qvpost_compile INTERFACE qvpost_warnings)
-# The same, with the wishes of our own programs to the linker.
+# The same with the link options of our own programs.
 add_library(qvpost_flags INTERFACE)
 target_link_libraries(qvpost_flags INTERFACE qvpost_compile)
 if(QVPOST_SANITIZE)
-  # The check of virtual tables opens a pipe, and errs at the limit of descriptors; nothing here has one.
+  # The vptr check opens a pipe and reports false errors at the limit of descriptors; the product does not need it.
   set(sanitize -fsanitize=${QVPOST_SANITIZE} -fno-sanitize=vptr -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_compile_options(qvpost_compile INTERFACE ${sanitize})
   target_link_options(qvpost_compile INTERFACE ${sanitize})
 else()
   target_compile_options(qvpost_compile INTERFACE -fstack-protector-strong -fstack-clash-protection)
-  # It takes a compiler that optimizes; a project around this one may build without a type.
+  # It needs an optimizing build; a project around this one may build without a type.
   target_compile_definitions(qvpost_compile INTERFACE $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:_FORTIFY_SOURCE=2>)
   target_link_options(qvpost_flags INTERFACE -Wl,-z,relro,-z,now)
-  # What nothing reaches is left out: an empty run costs as many page faults as the program has pages to relocate.
+  # Unreachable sections are dropped: an empty run costs as many page faults as the program has pages to relocate.
   target_compile_options(qvpost_compile INTERFACE -ffunction-sections -fdata-sections)
   target_link_options(qvpost_flags INTERFACE -Wl,--gc-sections)
 endif()
 
-# A program that needs no file of the system that it works on.
+# A program that depends on no file of the system that it updates.
 include(CheckLinkerFlag)
 function(qvpost_link_static program)
   if(NOT QVPOST_STATIC)
     return()
   endif()
-  # Not every system has the start-up code of a static program that can be loaded at any address.
+  # Some systems lack the start-up code of a static program that can be loaded at any address.
   set(CMAKE_REQUIRED_FLAGS -fPIE)
   check_linker_flag(CXX -static-pie static_pie_links)
   target_link_options(${program} PRIVATE $<IF:$<BOOL:${static_pie_links}>,-static-pie,-static>)

@@ -3,24 +3,24 @@
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
-# qvpost goes into libexec/, out of the reach of PATH: updaters start it by its full path, nobody types it, and typed
-# without arguments in a shell that has QV_SYSTEM set it would run the setup script of that installation.
+# qvpost goes into libexec/, outside PATH: updaters start it by its full path. Started without arguments in a shell that
+# has QV_SYSTEM set, it would run the setup script of that installation.
 install(TARGETS qvpost RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR} COMPONENT program)
-# qvpost-list is for people too, who check a list or mend an update.
+# qvpost-list is also used by people, who check a list or recover an update.
 install(TARGETS qvpost-list RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
 
-# systemd looks for units below lib/, also where CMAKE_INSTALL_LIBDIR is another directory.
+# systemd reads units below lib/, even if CMAKE_INSTALL_LIBDIR is another directory.
 foreach(unit qvpost@.service qvpost-recover@.service)
   configure_file(${PROJECT_SOURCE_DIR}/systemd/${unit}.in ${PROJECT_BINARY_DIR}/systemd/${unit} @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/systemd/${unit} DESTINATION lib/systemd/system COMPONENT program)
 endforeach()
 
 find_program(GZIP gzip REQUIRED)
-# Manual pages and change logs are installed compressed, without a time stamp, so that two builds are the same.
+# Manual pages and change logs are compressed without a time stamp, so that two builds are identical.
 function(install_compressed file destination name component)
   set(target ${PROJECT_BINARY_DIR}/compressed/${component}/${name}.gz)
-  get_filename_component(folder ${target} DIRECTORY)
-  file(MAKE_DIRECTORY ${folder})
+  get_filename_component(directory ${target} DIRECTORY)
+  file(MAKE_DIRECTORY ${directory})
   execute_process(COMMAND ${GZIP} -9nc ${file} OUTPUT_FILE ${target} COMMAND_ERROR_IS_FATAL ANY)
   set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
   install(FILES ${target} DESTINATION ${destination} COMPONENT ${component} ${ARGN})
@@ -37,8 +37,8 @@ foreach(document log recipes reliability systemd)
   install(FILES ${PROJECT_SOURCE_DIR}/docs/${document}.md DESTINATION ${program_doc} COMPONENT program OPTIONAL)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/docs/library.md DESTINATION ${library_doc} COMPONENT library)
-# The example of the library is a project of its own; that of the program an installation with its updater. Their
-# modes are stated: those of a copy of the sources depend on how it was made.
+# The example of the library is a project of its own; that of the program is an installation with its updater. Their
+# modes are explicit: the modes of a copy of the sources depend on how it was made.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/library DESTINATION ${library_doc}/examples COMPONENT library
   OPTIONAL PATTERN "build*" EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/installation DESTINATION ${program_doc}/examples COMPONENT program
@@ -47,7 +47,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/installation DESTINATION ${prog
 install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${program_doc} changelog program)
 install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${library_doc} changelog library)
 
-# The library: `#include "common/log/logger.h"` is found below include/qvcommon, the folder that the target brings along.
+# The target of the library adds include/qvcommon to the include path, for `#include "common/log/logger.h"`.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qvcommon)
 install(TARGETS qvcommon EXPORT qvcommon-targets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
@@ -59,7 +59,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/qvcommon-config-version.c
 install(FILES ${PROJECT_BINARY_DIR}/qvcommon-config.cmake ${PROJECT_BINARY_DIR}/qvcommon-config-version.cmake
   DESTINATION ${package_dir} COMPONENT library)
 
-# The prefix is found from the place of the .pc file, as CMake finds it from the place of its own.
+# The prefix is derived from the location of the .pc file, as CMake derives it from that of its own file.
 file(RELATIVE_PATH pc_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" pc_to_prefix ${pc_to_prefix})
 get_target_property(definitions qvcommon INTERFACE_COMPILE_DEFINITIONS)

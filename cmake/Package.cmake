@@ -1,5 +1,5 @@
-# `cpack -G DEB` makes qvpost and libqvcommon-dev. Configure with -DCMAKE_INSTALL_PREFIX=/usr, so that the folder of the
-# library is the one of the system.
+# `cpack -G DEB` makes qvpost and libqvcommon-dev. Configure with -DCMAKE_INSTALL_PREFIX=/usr, so that the library goes
+# into the directory of the system.
 if(NOT PROJECT_IS_TOP_LEVEL)
   return()
 endif()
@@ -24,7 +24,7 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6-dev, libstdc++-12-dev | libstdc++-dev")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SUGGESTS "cmake, g++, pkgconf")
 if(QVPOST_STATIC)
-  set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS OFF)  # no shared library is needed, and none can be found
+  set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS OFF)  # the programs need no shared library
 else()
   set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
 endif()
@@ -32,7 +32,7 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own, in the fi
 set(CPACK_COMPONENT_PROGRAM_DESCRIPTION "finish the installation of an update
 An updater that has unpacked new files starts qvpost and exits. qvpost then
 stops the server, renames every new file into its place, runs the setup
-script, starts the server again, and tells the client the outcome. When
+script, starts the server again, and notifies the client of the outcome. When
 anything fails, every file is put back. qvpost-list makes the list that it
 works on, checks it, and mends an update that was cut off.")
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "C++20 library of logs, processes, files and sockets
@@ -42,7 +42,7 @@ processes, threads, signals, users and groups, files, socket options and
 addresses. Contains the static library, its headers, a CMake package, a
 pkg-config file and an example.")
 
-# What Debian asks of every package beside its files. EXCLUDE_FROM_ALL: a plain `cmake --install` leaves it out.
+# The files that Debian requires of every package. EXCLUDE_FROM_ALL: a plain `cmake --install` omits them.
 file(STRINGS ${PROJECT_SOURCE_DIR}/CHANGELOG.md release REGEX "^## ${PROJECT_VERSION} ")
 string(REGEX MATCH "[0-9]+-[0-9]+-[0-9]+$" release_day "${release}")
 if(NOT release_day)
@@ -65,7 +65,7 @@ foreach(component program library)
   install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright DESTINATION ${doc} COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
 
-# What lintian(1) is told to pass over, and why.
+# The lintian(1) tags that are overridden, and why.
 set(override_program "# The packages come from the makers of the program: there is no request for them to close.
 qvpost: initial-upload-closes-no-bugs
 ")
@@ -85,7 +85,7 @@ foreach(component program library)
     RENAME ${CPACK_DEBIAN_${upper}_PACKAGE_NAME} EXCLUDE_FROM_ALL)
 endforeach()
 
-# CMake's own stripping leaves archives alone.
+# CMake's own stripping skips archives.
 install(CODE "if(CMAKE_INSTALL_DO_STRIP)
   execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-debug --enable-deterministic-archives
     --remove-section=.comment --remove-section=.note

@@ -10,7 +10,7 @@
 #include "common/process/process_create.h"
 #include "post/run_log.h"
 
-// The lines of the failures are in exit_path.cpp, which words those of its own client differently.
+// exit_path.cpp writes the lines of the failures, in another form for the client that it starts itself.
 const ChildKind kServerStop{.starting = "Stopping server",
                             .waiting = "server",
                             .subject = "Server",
@@ -38,7 +38,7 @@ const ChildKind kClient{.starting = "Starting client",
 
 namespace {
 
-// In one piece, so that the line doesn't tear between two processes that share the standard error.
+// One line object, so that another process on the same standard error cannot split the line.
 void ShowVector(const char* who, const char* const* slots) {
     Line line;
     line << "PostMain: " << who << " running with";
@@ -57,12 +57,12 @@ int PostMainStartChild(const ChildKind& kind, const ChildVector& vector) { retur
 
 int PostMainStartChild(const ChildKind& kind, const ChildVector& vector, bool* runs) {
     int report[2];
-    if (pipe2(report, O_CLOEXEC) != 0) report[0] = report[1] = -1;  // from which nothing is read
+    if (pipe2(report, O_CLOEXEC) != 0) report[0] = report[1] = -1;  // read(2) fails on -1
     const int pid = Start(kind, vector, report[1]);
     const ErrnoRestorer error;
     close(report[1]);
     int number;
-    // The handlers have SA_RESTART: no signal cuts the wait short.
+    // The handlers have SA_RESTART: no signal interrupts the read.
     *runs = pid != -1 && read(report[0], &number, sizeof number) <= 0;
     close(report[0]);
     return pid;

@@ -23,14 +23,14 @@ private:
     size_t count_ = 0;
 };
 
-/// How far a child came, and errno of the step that failed or the decoded exit code; error 0 is success.
+/// The last step that a child reached, and errno of the failed step or the decoded exit code; error 0 is success.
 enum ChildEnd { NotStarted, NotWaited, Exited };
 struct ChildOutcome {
     ChildEnd end;
     int error;
 };
 
-/// The report of one way in which a child can fail: what could not be done, and the code of the place.
+/// The text of one failure of a child: the operation that failed, and its context code.
 struct FailureWords {
     const char *what, *code;
 };
@@ -40,23 +40,23 @@ struct ChildKind {
     const char* starting;      ///< "ACTION! <starting> '<program>'"
     const char* waiting;       ///< "Waiting <waiting> with pid"
     const char* subject;       ///< "<subject> exited with code"
-    bool showsVector;          ///< log the arguments that it was started with
+    bool showsVector;          ///< logs the arguments of the child
     const char* action;        ///< what PostData::action becomes when the child fails; null leaves it
     FailureWords failures[3];  ///< in the order of ChildEnd
 };
 
-/// The client is started in two ways: beside the update to follow it, and at its end with the outcome.
+/// A client runs beside the update to follow it, or at its end to receive the outcome.
 extern const ChildKind kServerStop, kServerStart, kSetupScript, kClient;
 
-/// Starts a child: its pid, or -1 with errno.
+/// Starts a child. Returns its pid, or -1 with errno.
 int PostMainStartChild(const ChildKind& kind, const ChildVector& vector);
 
-/// Starts a child and waits until its program is executed, or known not to be; *runs says which. Where even a pipe is
-/// too much for the system, a child that has a pid counts as running.
+/// Starts a child and waits until its program is executed or the execution fails; *runs receives which of the two. When
+/// no pipe can be created, a child with a pid counts as running.
 int PostMainStartChild(const ChildKind& kind, const ChildVector& vector, bool* runs);
 
-/// Waits for a child and judges it.
+/// Waits for a child, logs its end and decodes its status.
 ChildOutcome PostMainWaitChild(const ChildKind& kind, const ChildVector& vector, int pid);
 
-/// Both.
+/// Starts a child and waits for it.
 ChildOutcome PostMainRunChild(const ChildKind& kind, const ChildVector& vector);

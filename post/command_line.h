@@ -1,11 +1,11 @@
 // The command line.
 #pragma once
 
-/// The options of qvpost, as BSDgetopt takes them.
+/// The options of qvpost, in the form of BSDgetopt.
 inline constexpr char kPostMainOptions[] = "f:s:c:p:v:ri";
 
-/// Reads the options into PostData and logs each. What isn't right ends the run (action "init", error EINVAL).
+/// Reads the options into PostData and logs each. An invalid option ends the run (action "init", error EINVAL).
 void PostMainReadOptions(int argc, char** argv);
 
-/// The value of an option isn't right: says so and takes the exit path.
+/// Reports an invalid value of an option and takes the exit path.
 [[noreturn]] void PostMainBadOption(char letter, const char* value);

@@ -22,15 +22,15 @@ bool ProgressClientStarted() {
     return progressData_.clientPid != -1;
 }
 
-// Where a dialogue of the operating system will be shown; for now a log line.
+// A dialogue of the operating system will be shown here; for now a line is logged.
 void PostMainShowDialog() { Line() << "PostMain: WARNING! Should now display an operating system dialog.\n"; }
 
 [[noreturn]] void Leave() {
-    PostMainSettleRecord();
+    PostMainCommitRecord();
     ProcessExit(postData_.error);
 }
 
-// The failure of the client that the exit path itself started. No other thread works any more.
+// Ends the run after a failure of the client that the exit path started. No other thread is active.
 [[noreturn]] void PostMainClientFailure(int error, const char* what, const char* name, const char* code) {
     postData_.error = error;
     LogFailure(error, "Can't ", what, " '", name, "' context [", code, "]");  // no "in" before "context"
@@ -81,7 +81,7 @@ void NotifyClient(int error) {
     if (progressClientRuns) PostMainWriteProgress(-abs(postData_.error));
     PostMainJoinProgress();
     PostMainRollBack();
-    Finish(postData_.client != nullptr, postData_.error);  // of its client too, which has ended by now
+    Finish(postData_.client != nullptr, postData_.error);  // may be that of the progress client, which has ended
 }
 
 }  // namespace

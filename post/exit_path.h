@@ -1,5 +1,4 @@
-// The end of every run, and the reports that lead there. Which thread takes the exit path, and what the other one does,
-// is in outcome.h.
+// The end of every run, and the reports that lead there. outcome.h decides which thread takes the exit path.
 #pragma once
 #include "post/child.h"
 
@@ -7,22 +6,20 @@
 /// process with PostData::error.
 [[noreturn]] void PostMainExit();
 
-/// Records a failure that the log has words for already, and takes the exit path. A null action leaves that of the
-/// record.
+/// Records a failure that is already logged and takes the exit path. A null action leaves PostData::action unchanged.
 [[noreturn]] void PostMainExitFailed(const char* action, int error);
 
-/// Records a failure, writes its report and takes the exit path. An operation that could not be done: "Can't <what>
-/// '<name>' in context [<code>]."
+/// Records and reports a failed operation and takes the exit path: "Can't <what> '<name>' in context [<code>]."
 [[noreturn]] void PostMainReportFailure(const char* action, int error, const char* what, const char* name,
                                         const char* code);
 
-/// A child that ended badly: "Failure reported by <what> '<name>' in context [<code>]."
+/// Records and reports a failed child likewise: "Failure reported by <what> '<name>' in context [<code>]."
 [[noreturn]] void PostMainReportChildFailure(const char* action, int error, const char* what, const char* name,
                                              const char* code);
 
-/// Returns when the child ended well; else reports its failure.
+/// Returns when the child succeeded; otherwise reports its failure and takes the exit path.
 void PostMainExitIfFailed(const ChildKind& kind, const char* name, const ChildOutcome& outcome);
 
-/// For the main thread, after each phase and in each wait: returns when the run continues, that is, when neither the
-/// progress thread ends it nor a signal has requested its end.
+/// For the main thread, after each phase and in each wait. Returns unless the progress thread ends the run or a signal
+/// has requested its end.
 void PostMainExitIfAsked();

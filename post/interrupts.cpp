@@ -24,13 +24,13 @@ struct Handled {
     struct sigaction original;
 };
 
-// A handler that does nothing, not SIG_IGN: a child would inherit that. A log at its size limit (SIGXFSZ) is as good as
-// a full disk.
+// Ignore is used instead of SIG_IGN, which children would inherit. A log at its size limit (SIGXFSZ) is treated like a
+// full disk.
 Handled handled[] = {{Ignore, SIGPIPE, {}}, {Ignore, SIGHUP, {}}, {Ignore, SIGXFSZ, {}},
                      {Record, SIGTERM, {}}, {Record, SIGINT, {}}, {SIG_DFL, SIGCHLD, {}}};
 
-// Around a fork the signals wait: none may run a handler of ours inside the child. What else a fork does is in
-// common/process/process_create.h.
+// Signals are blocked during a fork, so that no handler runs in the child. common/process/process_create.h lists
+// everything that a fork does.
 thread_local sigset_t maskBefore;
 
 void BlockSignals() {

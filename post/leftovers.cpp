@@ -10,7 +10,7 @@
 
 #include "post/update_line.h"
 
-// Some file systems ignore the case of names. Empty for a name that is not ASCII: which of those are equal differs.
+// In lower case, since some file systems ignore case. Empty for a name that is not ASCII, where their rules differ.
 static std::string Key(const char* name) {
     std::string key;
     for (; isascii(static_cast<unsigned char>(*name)) != 0 && *name != '\0'; ++name) {
@@ -21,44 +21,44 @@ static std::string Key(const char* name) {
 
 void Leftovers::Directory::Add(const char* name) {
     std::string key = Key(name);
-    if (key.empty()) isKnown = false;
+    if (key.empty()) isUsable = false;
     static_assert(kUpdateClearedVariants == 9);
     if (!key.empty() && key.back() >= '1' && key.back() <= '9') key.pop_back();
-    if (key.ends_with(kUpdateBackupSuffix)) doubtful.insert(key.substr(0, key.rfind('.')));
+    if (key.ends_with(kUpdateBackupSuffix)) candidates.insert(key.substr(0, key.rfind('.')));
 }
 
 Leftovers::Directory* Leftovers::Find(const char* file) {
     const auto [spelling, isNew] = paths_.try_emplace(std::string(Dirname(file)), nullptr);
     if (!isNew) return spelling->second;
-    const std::unique_ptr<DIR, int (*)(DIR*)> names(*file == '/' ? opendir(spelling->first.c_str()) : nullptr,
-                                                    closedir);
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(*file == '/' ? opendir(spelling->first.c_str()) : nullptr,
+                                                     closedir);
     struct stat record;
-    if (names == nullptr || fstat(dirfd(names.get()), &record) != 0) {
-        knowsNothing_ = true;
+    if (stream == nullptr || fstat(dirfd(stream.get()), &record) != 0) {
+        disabled_ = true;
         return nullptr;
     }
-    const auto [place, isUnread] = directories_.try_emplace({record.st_dev, record.st_ino});
-    Directory& directory = place->second;
+    const auto [position, isUnread] = directories_.try_emplace({record.st_dev, record.st_ino});
+    Directory& directory = position->second;
     if (isUnread && record.st_size <= std::max<off_t>(largest_, 65536)) {
-        directory.isKnown = true;
-        for (errno = 0; const dirent* entry = readdir(names.get()); errno = 0) {
-            if (entry->d_type != DT_REG) directory.doubtful.insert(Key(entry->d_name));
+        directory.isUsable = true;
+        for (errno = 0; const dirent* entry = readdir(stream.get()); errno = 0) {
+            if (entry->d_type != DT_REG) directory.candidates.insert(Key(entry->d_name));
             directory.Add(entry->d_name);
         }
-        if (errno != 0) directory.isKnown = false;
+        if (errno != 0) directory.isUsable = false;
     }
     return spelling->second = &directory;
 }
 
 bool Leftovers::NoneBeside(const char* destination) {
-    const Directory* directory = knowsNothing_ ? nullptr : Find(destination);
+    const Directory* directory = disabled_ ? nullptr : Find(destination);
     const std::string name = Key(Basename(destination));
-    return directory != nullptr && directory->isKnown && !name.empty() && !directory->doubtful.contains(name);
+    return directory != nullptr && directory->isUsable && !name.empty() && !directory->candidates.contains(name);
 }
 
-void Leftovers::Moves(const char* destination, const char* backup, bool asked) {
+void Leftovers::Moves(const char* destination, const char* backup, bool lookedUp) {
     struct stat record;
-    if (asked && (lstat(destination, &record) != 0 || !S_ISREG(record.st_mode))) knowsNothing_ = true;
-    Directory* directory = knowsNothing_ ? nullptr : Find(destination);
+    if (lookedUp && (lstat(destination, &record) != 0 || !S_ISREG(record.st_mode))) disabled_ = true;
+    Directory* directory = disabled_ ? nullptr : Find(destination);
     if (directory != nullptr) directory->Add(Basename(backup));
 }

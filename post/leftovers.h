@@ -1,4 +1,4 @@
-// What lies beside the destinations of an update list, read from their directories: one reading in place of twelve
+// Finds leftovers beside the destinations of an update list by reading the directories. One reading replaces twelve
 // system calls a line. Main thread.
 #pragma once
 #include <sys/types.h>
@@ -9,28 +9,28 @@
 #include <unordered_set>
 #include <utility>
 
-/// A directory of at most 64 KiB, or of the size of the list, with ASCII names alone is read when its first line
-/// arrives, and what the run creates there is added. From the first relative or unreadable path, or move of a
-/// destination that is no regular file, on nothing is known any more: a path may lead elsewhere. A leftover that
-/// another program makes later is not seen.
+/// A directory of at most 64 KiB, or of the size of the list, is read at its first line, and is used while all its
+/// names are ASCII. Names that the run creates are added. A relative path, a directory that cannot be opened or the
+/// move of a destination that is not a regular file disables the object: paths may then lead elsewhere. Leftovers that
+/// others create later are missed.
 class Leftovers {
 public:
     explicit Leftovers(off_t listSize) : largest_(listSize) {}
-    /// True: the destination is a regular file or missing, and no leftover of it exists. Not for names that are cut.
+    /// True: the destination is a regular file or missing, and has no leftover. Not for names that are cut.
     bool NoneBeside(const char* destination);
-    /// The destination is about to be renamed to its backup name; asked says that NoneBeside was not true for it.
-    void Moves(const char* destination, const char* backup, bool asked);
+    /// Records the coming rename of destination to its backup name; lookedUp: NoneBeside was not true for it.
+    void Moves(const char* destination, const char* backup, bool lookedUp);
 
 private:
     struct Directory {
         void Add(const char* name);
-        bool isKnown = false;
-        std::unordered_set<std::string> doubtful;  // destinations to ask about, in lower case
+        bool isUsable = false;
+        std::unordered_set<std::string> candidates;  // destinations that need look-ups, in lower case
     };
     Directory* Find(const char* file);
 
     std::map<std::pair<dev_t, ino_t>, Directory> directories_;
-    std::unordered_map<std::string, Directory*> paths_;  // where each spelling leads
+    std::unordered_map<std::string, Directory*> paths_;  // by spelling
     const off_t largest_;
-    bool knowsNothing_ = false;
+    bool disabled_ = false;
 };

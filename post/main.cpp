@@ -1,4 +1,4 @@
-// qvpost: finishes the installation of an update, after the updater that started it has gone.
+// qvpost: finishes the installation of an update, after the updater that started it has ended.
 #include "common/io/standard_streams.h"
 #include "post/command_line.h"
 #include "post/exit_path.h"

@@ -44,7 +44,7 @@ bool Outcome::IsTaken() {
 
 void Outcome::StandAside() {
     if (!OnMainThread()) ThreadExit(nullptr);
-    // exit destroys static objects meanwhile: nothing is waited on here that it could destroy.
+    // exit destroys static objects while this thread is parked: it waits on none of them.
     mainIsParked_ = true;
     mainIsParked_.notify_all();
     for (;;) pause();

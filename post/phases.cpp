@@ -62,7 +62,7 @@ void PostMainWaitForUpdater() {
         return;
     }
     Line() << "PostMain: ACTION! Waiting for pid '" << pid << "' to continue.\n";
-    // A probe of 0 would answer for the own process group, for ever.
+    // Pid 0 stands for the own process group, which a probe would find for ever.
     while (pid != 0 && ProcessIsRunning(pid) == 1) {
         PostMainExitIfAsked();
         ProcessSleep(kPoll);

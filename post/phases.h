@@ -1,15 +1,14 @@
-// The phases of a run that are no module of their own. Each returns when the run goes on, and takes the exit path
-// otherwise.
+// Phases of a run without a module of their own. Each returns when the run continues; otherwise it takes the exit path.
 #pragma once
 
-/// Without -s, takes the server under QV_SYSTEM when there is one. It isn't stopped or started; it decides which setup
-/// script runs.
+/// Without -s, selects the server under QV_SYSTEM if it exists. That server is neither stopped nor started; it only
+/// decides which setup script runs.
 void PostMainFindServer();
 
-/// Waits, without a limit, until the process of -p has gone.
+/// Waits without a time limit until the process of -p has ended.
 void PostMainWaitForUpdater();
 
-/// With -s: run the server program with "--shutdown" or "--startup".
+/// With -s, runs the server program with "--shutdown" or "--startup".
 void PostMainStopServer();
 void PostMainStartServer();
 

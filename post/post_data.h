@@ -1,4 +1,4 @@
-// The two records of a run, which everything here works on.
+// The two records of a run that all modules share.
 #pragma once
 #include <pthread.h>
 
@@ -9,20 +9,19 @@
 #include "common/util/mutex.h"
 #include "post/update_line.h"
 
-/// What the run was asked to do and how far it got. The texts are owned strings. It belongs to the main thread, except:
-/// - error and action are written by Outcome::Fail (outcome.h) under its lock, on either thread, until one ends the
-/// run;
-/// - the progress thread reads client, startup and interactive before it lets the main thread go on;
-/// - a progress thread that ends the run owns all of it, from when the main thread rests.
+/// The options of the run and its progress. The texts are owned strings. The main thread owns the record, except:
+/// - Outcome::Fail (outcome.h) writes error and action under its mutex, on either thread;
+/// - the progress thread reads client, startup and interactive before the main thread continues;
+/// - a progress thread that ends the run owns the whole record once the main thread has parked.
 struct PostData {
     char* client{};                    ///< -c
     char* server{};                    ///< -s, or found under QV_SYSTEM
     char* updateFile{};                ///< -f
     char* version{};                   ///< -v, only logged
-    int32_t parentPid = -1;            ///< -p: the process to wait for, -1 for none
-    int32_t serverGiven{};             ///< 1 with -s: only then the server is stopped and started
-    int32_t startup = 1;               ///< 0 with -r: the client is given "--norestart"
-    int32_t interactive{};             ///< 1 with -i: the progress client is given "--reopen"
+    int32_t parentPid = -1;            ///< -p: the process to wait for, or -1
+    int32_t serverGiven{};             ///< 1 with -s: the server is stopped and started
+    int32_t startup = 1;               ///< 0 with -r: the client receives "--norestart"
+    int32_t interactive{};             ///< 1 with -i: the progress client receives "--reopen"
     std::deque<UpdateEntry*> updates;  ///< the applied lines in the order of their application; owned
     char* action{};                    ///< what failed: "init", "shutdown", "update" or "startup"
     char* entry{};                     ///< the destination whose rename failed
@@ -32,7 +31,7 @@ static_assert(sizeof(std::atomic<int32_t>) == sizeof(int32_t));
 
 /// The progress channel to the client.
 struct ProgressData {
-    /// -1 until the progress client was started; kept after its end.
+    /// -1 until the progress client is started; kept after its end.
     int32_t clientPid GUARDED_BY(mutex) = -1;
     int32_t descriptors[2] = {kClosed, kClosed};  ///< the client's end, the application's end
     pthread_t thread = kNone;                     ///< the handle to join, kNone when there is nothing to join

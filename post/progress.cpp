@@ -47,7 +47,7 @@ void PostMainWriteProgress(int value) {
 bool PostMainHasClientHungUp() {
     pollfd end = {};
     end.fd = progressData_.descriptors[1];
-    return poll(&end, 1, 0) == 1;  // it looks past -1
+    return poll(&end, 1, 0) == 1;  // poll ignores -1
 }
 
 void PostMainCloseEnd(int end) {
@@ -56,8 +56,8 @@ void PostMainCloseEnd(int end) {
 }
 
 int PostMainJoinProgress() {
-    // A client that reads to the end of the channel ends only now; it may have closed its own end long ago. Where there
-    // is no channel nothing of this does anything.
+    // A client that reads to the end of the channel ends only after this; it may have closed its own end before.
+    // Without a channel none of these calls has an effect.
     shutdown(progressData_.descriptors[1], SHUT_WR);
     const int joined = JoinThread();
     SocketSystemCleanup();

@@ -25,11 +25,11 @@ namespace {
 
 constexpr int kBufferSize = 65536;
 
-// How far the progress client came. A failed one ends the run on its thread.
+// The stage of the progress client. After Failed its thread ends the run.
 enum ClientStage { Starting, Running, Succeeded, Failed };
 std::atomic<ClientStage> clientStage{Starting};
 
-void Reach(ClientStage stage) {
+void SetStage(ClientStage stage) {
     clientStage = stage;
     clientStage.notify_all();
 }
@@ -62,7 +62,7 @@ void PostMainStartProgress() {
     SocketSetNoInherit(pair[1], 1);
     if (ThreadCreate(&progressData_.thread, &progressData_.threadId, PostMainProgressThread, pair) != 1) {
         Line() << "PostMain: ERROR! Failed to create the progress thread.\n";
-        SocketSetNoInherit(pair[0], 1);  // the pair stays open, and no other child may hold the client's end
+        SocketSetNoInherit(pair[0], 1);  // the pair stays open: no other child may inherit it
         return;
     }
     Line() << "PostMain: Created the progress thread with id " << progressData_.threadId << ".\n";
@@ -92,9 +92,9 @@ void* PostMainProgressThread(void* /*argument*/) {
     progressData_.mutex.Unlock();
 
     PostMainCloseEnd(0);
-    if (runs) Reach(Running);
+    if (runs) SetStage(Running);
     const ChildOutcome outcome = pid == -1 ? ChildOutcome{NotStarted, error} : PostMainWaitChild(kClient, vector, pid);
-    Reach(outcome.error == 0 ? Succeeded : Failed);
+    SetStage(outcome.error == 0 ? Succeeded : Failed);
     PostMainExitIfFailed(kClient, client.c_str(), outcome);
     return nullptr;
 }

@@ -7,8 +7,7 @@
 #include "common/util/string_owned.h"
 
 /// One line: Line() << "PostMain: …\n", or Line(LogError) << … for a level line. It holds the Logger's mutex to the end
-/// of its statement, so that the lines of the two threads never tear, as the entries alone would let them. The last
-/// text ends with a newline.
+/// of its statement, so that lines of the two threads do not interleave. The last text ends with a newline.
 class Line {
 public:
     explicit Line(std::ostream& (*entry)() = Log) : scope_(Logger::mutex_), out_((Recover(), entry())) {}
@@ -24,7 +23,7 @@ public:
     }
 
 private:
-    // A disk that was full for a moment must not silence the log: what was written then is lost, and no more.
+    // After a full disk later lines are written again; only the lines that met it are lost.
     static void Recover() {
         for (std::ostream* out : {logger_.logStream_, logger_.errorStream_}) {
             if (!out->good()) out->clear();
@@ -35,11 +34,10 @@ private:
     std::ostream& out_;
 };
 
-/// How the lines of the application write an error: Error is 2, 'No such file or directory'
+/// The form of an error in the application's lines: Error is 2, 'No such file or directory'
 inline ErrorIs RunErrorIs(int error) { return {error, ErrorForm::CommaQuoted}; }
 
-/// A failure in two level lines that stay together, what happened and why: "<words>." and the error. Returns the error,
-/// for the caller to pass on.
+/// Logs a failure in two adjacent level lines: "<words>." and the error. Returns the error.
 template <class... Words>
 int LogFailure(int error, const Words&... words) {
     const MutexLock together(Logger::mutex_);

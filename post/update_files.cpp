@@ -27,10 +27,10 @@
 
 namespace {
 
-// Something could not be put into its place, deleted or flushed: the record may be needed.
+// A file could not be restored, deleted or flushed: the record may be needed.
 bool leftUndone = false;
 
-// FileStat, not FileIsEntity: a line asks twelve times, and each would copy the path.
+// FileStat, since FileIsEntity would copy the path, twelve times a line.
 bool Exists(const char* path) {
     struct stat record;
     return FileStat(path, &record) == 1;
@@ -40,7 +40,7 @@ int ReportFile(const char* what, const char* name, const char* code, int error) 
     return LogFailure(error, "Can't ", what, " '", name, "' in context ['", code, "']");
 }
 
-// A failure that leaves something for qvpost-list to recover.
+// Reports a failure that qvpost-list can recover from.
 void ReportUndone(const char* what, const char* name, int error) {
     ReportFile(what, name, "AG", error);
     leftUndone = true;
@@ -71,9 +71,9 @@ void RemoveLeftovers(UpdateBackupName* name) {
     for (int number = 1; number <= kUpdateClearedVariants; ++number) RemoveLeftover(name->With(number));
 }
 
-// The backup name is taken and can't be freed: find one that isn't.
+// The backup name exists and cannot be removed: choose a free variant.
 void ChooseFreeBackup(UpdateBackupName* name, UpdateEntry* entry) {
-    if (name->SuffixCut()) return;  // keep the taken name: its rename fails, and nothing is lost
+    if (name->SuffixCut()) return;  // keep the name: the rename to it fails, and nothing is lost
     for (int number = 1; number <= kUpdateTriedVariants; ++number) {
         Line() << "PostMain: Checking if '" << name->With(number) << "' exist.\n";
         if (!Exists(name->Get())) break;
@@ -85,8 +85,8 @@ void ChooseFreeBackup(UpdateBackupName* name, UpdateEntry* entry) {
 void ChooseBackup(UpdateEntry* entry, Leftovers* leftovers) {
     UpdateNameBackup(entry);
     UpdateBackupName name(*entry);
-    const bool asks = name.VariantCut() || !leftovers->NoneBeside(entry->destination);
-    if (asks) {
+    const bool lookUp = name.VariantCut() || !leftovers->NoneBeside(entry->destination);
+    if (lookUp) {
         RemoveLeftovers(&name);
         if (Exists(entry->destination) && Exists(entry->backup)) {
             if (Remove(entry->backup) == 0) {
@@ -96,7 +96,7 @@ void ChooseBackup(UpdateEntry* entry, Leftovers* leftovers) {
             }
         }
     }
-    leftovers->Moves(entry->destination, entry->backup, asks);
+    leftovers->Moves(entry->destination, entry->backup, lookUp);
 }
 
 int ReplaceFile(const UpdateEntry& entry) {
@@ -116,7 +116,7 @@ int ReplaceFile(const UpdateEntry& entry) {
 int ApplyLine(char* line, Leftovers* leftovers) {
     char* const newline = strchr(line, '\n');
     if (newline != nullptr) *newline = '\0';
-    // The newline is shown too, in one piece with what follows it: the line-buffered stream then writes once.
+    // One insertion for the newline and the text after it: the line-buffered stream then writes once.
     Line() << "PostMain: Parsing update line '" << line << (newline != nullptr ? "\n'.\n" : "'.\n");
 
     auto entry = std::make_unique<UpdateEntry>();
@@ -125,10 +125,10 @@ int ApplyLine(char* line, Leftovers* leftovers) {
         return EINVAL;
     }
     ChooseBackup(entry.get(), leftovers);
-    postData_.updates.push_back(entry.get());  // before the files move: they must not move without a record of it
+    postData_.updates.push_back(entry.get());  // before the renames: each renamed file has an entry
     if (const int error = ReplaceFile(*entry)) {
         postData_.updates.pop_back();
-        std::swap(postData_.entry, entry->destination);  // not a copy, which memory could be short for
+        std::swap(postData_.entry, entry->destination);  // a copy could fail for lack of memory
         return error;
     }
     static_cast<void>(entry.release());  // postData_.updates owns it now
@@ -165,15 +165,15 @@ int ApplyList(const char* path) {
     return result;
 }
 
-// A descriptor on the file system of a destination, or -1. Its directory may be closed to reading.
+// A descriptor on the file system of a destination, or -1. Its directory may be unreadable.
 int OpenBeside(const char* destination) {
     const int directory = open(std::string(Dirname(destination)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (directory != -1) return directory;
     return open(destination, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }
 
-// The file systems that the destinations lie on, each once; sync(2) would wait for everybody else's. Returns 0, or
-// errno, with the destination whose file system was not flushed.
+// Flushes each file system of the destinations once; sync(2) would wait for all file systems. Returns 0, or errno with
+// the destination whose file system was not flushed.
 int FlushFileSystems(const char** failed) {
     std::vector<dev_t> flushed;
     std::string_view last;
@@ -196,8 +196,8 @@ int FlushFileSystems(const char** failed) {
     return 0;
 }
 
-// The new files, which nobody may have flushed yet, and the log must be on the disk before the first backup goes: a
-// power cut would else leave neither version, or a log that shows a way back.
+// Flushes the new files and the log before the first backup is deleted. After a power cut neither version of a file
+// might be left otherwise, or the log might still show a way back.
 bool FlushUpdates() {
     const char* failed = nullptr;
     if (const int error = FlushFileSystems(&failed)) {
@@ -259,13 +259,13 @@ void PostMainFreeUpdates() {
     Line() << "PostMain: Removing " << postData_.updates.size() << " updated entries.\n";
     const bool flushed = FlushUpdates();
     for (const UpdateEntry* entry : postData_.updates) {
-        if (!flushed) break;  // the backups may be all that the disk has
+        if (!flushed) break;  // the disk may hold the backups alone
         Line() << "PostMain: Removing '" << entry->backup << "'.\n";
         if (const int error = Remove(entry->backup)) ReportUndone("remove", entry->backup, error);
     }
     FinishUpdates();
 }
 
-void PostMainSettleRecord() {
+void PostMainCommitRecord() {
     if (!leftUndone && PostMainHasRecord()) PostMainRemoveRecord();
 }

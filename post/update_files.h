@@ -1,21 +1,20 @@
-// Replacing the files of the update list, and undoing it. Nothing is copied: every step is a rename. Main thread, or
-// the thread that owns the exit path. Nothing here knows the exit path: results tell.
+// Replaces the files of the update list by renames alone, and rolls them back. Main thread, or the thread that ends the
+// run. No function takes the exit path.
 #pragma once
 
-/// Applies the update list PostData::updateFile line by line, up to the first that fails; what was applied is recorded
-/// in PostData::updates. The list file is deleted in every case. Returns 0, also when there is no list, or the error
-/// code that the run fails with: EINVAL for a line that isn't right, EINTR when a signal asked for the end between two
-/// lines, else errno of the open, the read or the rename; PostData::entry is then the destination whose rename failed.
+/// Applies the update list PostData::updateFile line by line up to the first failure, and records the applied lines in
+/// PostData::updates. Deletes the list file in every case. Returns 0, also without a list, or the error code of the
+/// run: EINVAL for an invalid line, EINTR when a signal requests the end between two lines, ENOMEM, or errno of the
+/// open, the read or the rename. After a failed rename PostData::entry is its destination.
 int PostMainReplaceFiles();
 
-/// Puts every file back, in the order of application, and forgets the updates. Failures are logged and passed over.
+/// Renames every file back, in the order of application, and clears the updates. Failures are logged and ignored.
 void PostMainRollBack();
 
-/// Releases the texts of the record that only the run needed, client among them, flushes the file systems of the
-/// destinations and the log, deletes the backups and forgets the updates. Where the flush fails the backups are kept.
-/// Failures are logged and passed over.
+/// Frees the texts of PostData except version, flushes the file systems of the destinations and the log, deletes the
+/// backups and clears the updates. If the flush fails, the backups are kept. Failures are logged and ignored.
 void PostMainFreeUpdates();
 
-/// Deletes the record, unless something could not be put into its place, deleted or flushed. The last step of a run: a
-/// record that is left shows that the run was cut off, perhaps before the client was notified.
-void PostMainSettleRecord();
+/// Deletes the record unless a file could not be restored, deleted or flushed. This is the last step of a run: a
+/// remaining record shows that the run was cut off, perhaps before the client was notified.
+void PostMainCommitRecord();

@@ -1,5 +1,5 @@
-// A line of the update list: how it is split and checked, and the names that it stands for. Whatever reads a list reads
-// it through this, so that no two readers can disagree. Stateless; nothing here logs.
+// Parses and checks a line of the update list and derives its names. Every reader of a list uses these functions.
+// Stateless; nothing here logs.
 #pragma once
 #include <algorithm>
 #include <cstddef>
@@ -7,8 +7,8 @@
 #include <iosfwd>
 #include <string_view>
 
-/// The buffer that lists are read with, by fgets(3): a line holds at most one byte less, its newline included. What is
-/// longer comes in pieces, each a line of its own.
+/// The size of the buffer for fgets(3): a line of a list holds at most one byte less, its newline included. A longer
+/// line is read in pieces, each of them a line.
 constexpr int kUpdateLineSize = 2048;
 
 /// A line of the update list. Owns its texts.
@@ -18,47 +18,46 @@ struct UpdateEntry {
     UpdateEntry(const UpdateEntry&) = delete;
     UpdateEntry& operator=(const UpdateEntry&) = delete;
 
-    char* source = nullptr;       ///< where the new file comes from
-    char* destination = nullptr;  ///< the file that it replaces
-    char* backup = nullptr;       ///< where the replaced file lies meanwhile
+    char* source = nullptr;       ///< the path of the new file
+    char* destination = nullptr;  ///< the path of the file that it replaces
+    char* backup = nullptr;       ///< the path of the replaced file during the run
 };
 
-/// What is wrong with a line, and the context code of that. The texts lie in the line.
+/// The error in a line, and its context code. The texts point into the line.
 struct UpdateLineFault {
-    const char* code = nullptr;  ///< null when nothing is wrong
+    const char* code = nullptr;  ///< null for a valid line
     const char* key = nullptr;
-    const char* value = nullptr;  ///< may be missing
+    const char* value = nullptr;  ///< may be null
 };
 
-/// Inserts the words of a fault, without a full stop: Invalid option 'source' value 'nil' in context ['AD']
+/// Inserts the text of a fault, without a full stop: Invalid option 'source' value 'nil' in context ['AD']
 std::ostream& operator<<(std::ostream& out, const UpdateLineFault& fault);
 
-/// Reads the pairs of a line without its newline, which is cut into pieces meanwhile, into source and destination of
-/// entry, decoded. Of a key that stands there twice the later value counts.
+/// Parses the pairs of a line, which has no newline and is modified, into source and destination of entry and decodes
+/// them. If a key is repeated, the last value wins.
 UpdateLineFault UpdateParseLine(char* line, UpdateEntry* entry);
 
-/// What stands behind the name of a destination in its backup name.
+/// The suffix of the backup name of a destination.
 inline constexpr char kUpdateBackupSuffix[] = ".temporary";
 
-/// What stands behind the name of a list in the name of its record, which qvpost-list makes.
+/// The suffix of the record of a list, which qvpost-list creates.
 inline constexpr char kUpdateRecordSuffix[] = ".record";
 
-/// Gives an entry that has no backup name yet the usual one: its destination and the suffix.
+/// Sets the backup name of an entry that has none: its destination and the suffix.
 void UpdateNameBackup(UpdateEntry* entry);
 
-/// The folder that the last name of a path lies in, as the path spells it; "." where it has one name alone. It is part
-/// of the path.
+/// The directory of a path as the path spells it, a part of it; "." for a single name.
 std::string_view Dirname(std::string_view path);
 
-/// What stands behind the last slash of a path; part of it.
+/// The text after the last slash of a path; a part of it.
 const char* Basename(const char* path);
 
-/// How many numbered variants of a backup name, from 1 on, are cleared before a line like the name itself, and how many
-/// are tried when the name can't be freed.
+/// The number of variants of a backup name, from 1 on, that are removed before a line together with the name, and the
+/// number that are tried when the name cannot be removed.
 constexpr int kUpdateClearedVariants = 9;
 constexpr int kUpdateTriedVariants = 10;
 
-/// The backup name of an entry with a decimal number behind it, cut at 1022 characters.
+/// The backup name of an entry with a decimal number appended, cut at 1022 characters.
 class UpdateBackupName {
 public:
     explicit UpdateBackupName(const UpdateEntry& entry)
@@ -67,13 +66,13 @@ public:
         text_[stem_] = '\0';
     }
 
-    /// A variant of one digit would be cut, or is.
+    /// Whether a variant of one digit is cut.
     bool VariantCut() const { return stem_ >= kLimit; }
 
-    /// Cut so far that nothing of the suffix is left, the name is that of an installed file.
+    /// Whether the whole suffix is cut: the name is then that of an installed file.
     bool SuffixCut() const { return suffixCut_; }
 
-    /// The name as it was asked for last.
+    /// The name that With built last, or the one without a number.
     const char* Get() const { return text_; }
 
     const char* With(int number);

@@ -18,7 +18,7 @@ using OwnedPath = std::unique_ptr<char[]>;
 
 OwnedPath Join(const char* directory, const char* name) { return OwnedPath(FileJoinPath(directory, name)); }
 
-// What the system says of a null pointer; the C library must not be given one.
+// The error of the system for a null pointer, which the C library does not accept.
 int RefuseNull() {
     errno = EFAULT;
     return -1;

@@ -1,8 +1,8 @@
-// Paths, questions about files, and plain reading and writing on descriptors. No state; any thread may call.
+// Paths, tests of files, and reading and writing on descriptors. Stateless; any thread may call.
 //
-// Where an entry takes a directory and a name it works on FileJoinPath of the two; without a name that is no path,
-// which is refused like a null pointer: errno EFAULT. Questions answer 1 yes, 0 no, -1 the system could not tell, with
-// errno. Symbolic links are followed. No entry logs unless it says so.
+// An entry with a directory and a name works on FileJoinPath of the two. A missing name is refused like a null pointer:
+// errno EFAULT. Tests return 1 for yes, 0 for no, or -1 with errno when the system call fails. Symbolic links are
+// followed. No entry logs unless stated.
 #pragma once
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -17,7 +17,7 @@ int FileStat(const char* path, struct stat* record);
 int FileStatEntity(const char* directory, const char* name, struct stat* record);
 int FileIsEntity(const char* directory, const char* name);
 
-/// A missing file is no directory and no regular file.
+/// Both return 0 for a missing file.
 int FileIsDirectory(const char* directory, const char* name);
 int FileIsRegular(const char* directory, const char* name);
 
@@ -27,17 +27,17 @@ int64_t FileGetSize(const char* directory, const char* name);
 /// 1 when access(2) grants mode (R_OK, W_OK, X_OK, F_OK), which it judges by the real ids; else 0 with errno.
 int FileIsAccessible(const char* directory, const char* name, int mode);
 
-/// What a status record says: 1 a regular file, 0 a directory, -1 anything else; and 1 a directory, else 0.
+/// FileStatIsRegular: 1 a regular file, 0 a directory, -1 anything else. FileStatIsDirectory: 1 a directory, else 0.
 int FileStatIsRegular(const struct stat* record);
 int FileStatIsDirectory(const struct stat* record);
 
 /// 1 when name begins with '/', or with "../" and has more than those three characters; else 0.
 int FileHasPathPrefix(const char* name);
 
-/// Reads a line of at most size - 1 bytes, one byte a read, up to and with its line feed; a longer line comes in
-/// pieces. A read that a signal interrupted is repeated. Returns the place of the NUL that it put behind the line in
-/// buffer (size bytes), or null when nothing was read: size below 2 (nothing is tried, errno stays), the end of the
-/// file (errno EIO) or a failure (its errno, EAGAIN too). Either may also have ended a line early, and left its errno.
+/// Reads a line of at most size - 1 bytes, one byte a read, up to and with its line feed; a longer line is read in
+/// pieces. A read that a signal interrupts is repeated. Returns a pointer to the NUL after the line in buffer (size
+/// bytes), or null when nothing was read: size below 2 (no read, errno stays), the end of the file (errno EIO) or a
+/// failure (its errno, EAGAIN too). The end of the file or a failure may also end a line early and leaves its errno.
 char* FileReadLine(int descriptor, char* buffer, int size);
 
 /// Writes the whole string, of at most 2 GiB less one byte, with as many calls as that takes. Returns the bytes
@@ -49,7 +49,7 @@ int FileWriteString(int descriptor, const char* string);
 int FileChangeOwner(const char* path, uid_t user, gid_t group);
 
 /// pipe(2) and FileSetPipeSize: 1 with the read end in descriptors[0] and the write end in [1], both inherited by
-/// children and closed by the caller; -1 with errno. A capacity that the system refuses is passed over.
+/// children and closed by the caller; -1 with errno. A capacity that the system refuses is ignored.
 int FilePipe(int* descriptors, int capacity);
 
 /// F_SETPIPE_SZ of fcntl(2), in bytes: 1 done; 0 refused (EINVAL); -1 any other failure, with errno.
@@ -64,5 +64,5 @@ int FileGetBytesQueued(int descriptor);
 /// FIONREAD of ioctl(2): 0 with the bytes that wait to be read in *count; -1 with errno, *count unchanged.
 int FileGetBytesReadable(int descriptor, int* count);
 
-/// Files have no such number: -1 with errno ENOSYS and a log line.
+/// Not supported for files: -1 with errno ENOSYS and a log line.
 int FileGetBytesWritable(int descriptor);

@@ -2,9 +2,9 @@
 // written on the ordinary stream and again on the level stream. Linking the look-ups pulls in the system resolver,
 // which a fully static program cannot serve.
 //
-// An operation that fails leaves in errno what its entry says, or the number of the call that failed. The resolver and
-// getnameinfo(3) may fail without one: errno then means nothing and may be 0. The log lines of a failed look-up show
-// h_errno(3).
+// An operation that fails leaves in errno what its entry states, or the number of the call that failed. The resolver
+// and getnameinfo(3) may fail without one: errno then means nothing and may be 0. The log lines of a failed look-up
+// show h_errno(3).
 //
 // Threads: SocketResolveAddress, SocketResolveName and SocketResolveText use resolver calls that are not reentrant, and
 // the entries that return texts share storage which the next call overwrites: callers on more than one thread serialise
@@ -20,8 +20,8 @@
 uint32_t SocketResolveAddress(const char* name);
 
 /// The official name of the host with a dotted address, in the resolver's storage. Null after two log lines for a text
-/// that is not an address (null, and 255.255.255.255 which inet_addr cannot tell from an error), after four when it has
-/// no name.
+/// that is not an address (null, and 255.255.255.255, which inet_addr returns for an error), after four when it has no
+/// name.
 const char* SocketResolveName(const char* text);
 
 /// SocketFormatAddress of SocketResolveAddress, with its lines and errno: "0.0.0.0" when the name cannot be resolved.
@@ -34,7 +34,7 @@ const char* SocketFormatAddress(uint32_t address);
 const char* SocketAddressToText(uint32_t address);
 
 /// 1 when text holds digits, '.' and ':' alone, 0 at any other character, -1 for a null or empty text. "fe80::1" is 0:
-/// this is a look at the characters, not a parser.
+/// only the characters are checked.
 int SocketIsNumericAddress(const char* text);
 
 /// Rewrites an IPv4-mapped IPv6 address (::ffff:a.b.c.d, RFC 4291) as the IPv4 address that it maps and sets *length to
@@ -50,5 +50,5 @@ int SocketGetPort(int descriptor, int local);
 char* SocketGetHost(int descriptor, int local);
 
 /// All four at once. The caller owns both host texts in every case; an unknown one reads "UNKNOWN", an unknown port -1.
-/// 1, or -1 with errno when a port is missing, after the four lines of each thing that is unknown and two of its own.
+/// 1, or -1 with errno when a port is missing, after the four lines of each unknown value and two of its own.
 int SocketGetNetworkInfo(int descriptor, char** localHost, int* localPort, char** remoteHost, int* remotePort);

@@ -1,18 +1,18 @@
-// Modes of descriptors, options of sockets, and byte counts. No state; any thread may call. descriptor is never closed.
+// Modes of descriptors, options of sockets, and byte counts. Stateless; any thread may call. descriptor is never
+// closed.
 //
-// Setters return 1 when the option is set; 0, without a call or a line, when the system does not have it
-// (SocketSystemSupport is below the level named here; so do all of them that need a level before SocketSystemInit); -1
-// with errno on failure. A failure is written on the ordinary stream and again on the level stream, unless an entry
-// says that it is silent. On is 1 and off is 0; where an entry does not say otherwise,
-// every other value goes to the system unchanged.
-// SocketSystemInit is in socket_system.h.
+// Setters return 1 when the option is set; 0, without a call or a line, when the system lacks it (SocketSystemSupport
+// is below the level named here, as always before SocketSystemInit); -1 with errno on failure. A failure is written on
+// the ordinary stream and again on the level stream, unless an entry says that it is silent. 1 is on and 0 is off;
+// unless an entry says otherwise, every other value is passed to the system unchanged. SocketSystemInit is in
+// socket_system.h.
 #pragma once
 
-/// O_NONBLOCK of the status flags (fcntl(2)). Any value but 0 is on. One call when the mode already is 0 or 1 as value
-/// says, else two.
+/// O_NONBLOCK of the status flags (fcntl(2)). Any value but 0 is on. One call when value, 0 or 1, is already the mode,
+/// else two.
 int SocketSetNonBlocking(int descriptor, int value);
 
-/// The whole descriptor-flags word: 1 (FD_CLOEXEC) keeps the descriptor from programs that are executed, 0 clears that.
+/// The whole descriptor-flags word: 1 (FD_CLOEXEC) closes the descriptor when a program is executed, 0 keeps it open.
 int SocketSetNoInherit(int descriptor, int value);
 
 /// TCP_NODELAY (tcp(7)). Silent for EOPNOTSUPP and ENOPROTOOPT: a local socket has no such option.
@@ -38,10 +38,10 @@ int SocketSetLinger(int descriptor, int seconds);
 /// SO_REUSEADDR.
 int SocketSetReuseAddress(int descriptor, int value);
 
-/// TCP_QUICKACK. Needs level 3. Writes a failure in four lines. The system clears it again as it sees fit.
+/// TCP_QUICKACK. Needs level 3. Writes a failure in four lines. The system may clear it at any time.
 int SocketSetQuickAck(int descriptor, int value);
 
-/// The codes that SocketGetOption answers.
+/// The codes that SocketGetOption accepts.
 enum { SocketOptionNonBlocking = 0, SocketOptionNoDelay = 2 };
 
 /// The current value of an option, or -1 with errno and four log lines; ENOSYS, after one line more, for any other
@@ -58,5 +58,5 @@ int SocketGetBytesQueued(int descriptor);
 /// -1 with errno and two log lines; silently ENOSYS below level 3.
 int SocketGetBytesWritable(int descriptor);
 
-/// The socket's pending error number (SO_ERROR), which that clears; 0 when none; -1 with errno and two log lines.
+/// The socket's pending error number (SO_ERROR), which the call clears; 0 when none; -1 with errno and two log lines.
 int SocketGetError(int descriptor);

@@ -7,7 +7,7 @@
 #include "common/io/socket_report.h"
 
 int SocketPipe(int* pair, int size) {
-    // Close-on-exec from the creation: another thread may fork before the two calls below have been made.
+    // SOCK_CLOEXEC, since another thread may fork before the two calls below.
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) == -1) {
         pair[0] = pair[1] = -1;  // the system may have stored numbers that belong to others
     } else if (SocketSetNoInherit(pair[0], 1) != -1 && SocketSetNoInherit(pair[1], 1) != -1) {

@@ -1,4 +1,4 @@
-// How an error number gets into log lines and past them. Header only; any thread may use it.
+// Keeps an error number across log lines and inserts it into them. Header only; any thread may use it.
 #pragma once
 #include <cerrno>
 #include <ostream>
@@ -6,9 +6,8 @@
 #include "common/log/error_name.h"
 #include "common/util/string_owned.h"
 
-/// The errno of the call that has just failed: read when the object is made, and put back when it goes out of scope,
-/// whatever the log lines in between did to errno (the first one may load the time zone, a dead standard error fails
-/// every write).
+/// Reads errno when the object is made and restores it at the end of the scope. Log lines in between may change errno:
+/// the first one may load the time zone, and every write to a dead standard error fails.
 struct ErrnoRestorer {
     ErrnoRestorer() = default;
     ~ErrnoRestorer() { errno = number; }

@@ -1,15 +1,14 @@
-// How the library writes that a call has failed: what could not be done, and the error, which is errno as the call left
-// it. Each line is a contract with those who read logs; in what the modules differ are the values below. For the
-// library itself.
+// Writes the lines of a failed call: the operation, and the error, which is errno as the call left it. Readers of logs
+// rely on each line; the values below state how the modules differ. For the library itself.
 #pragma once
 #include "common/log/error_is.h"
 #include "common/log/logger.h"
 
-/// Where the error stands, and in which order the lines come when they are written on the level stream too.
+/// The position of the error, and the order of the lines when they are written on the level stream too.
 enum class FailureLines {
     One,     ///< "<words>. Error is …." on the ordinary stream, then on the level stream
     Two,     ///< "<words>." and "Error is …." on the ordinary stream, then both on the level stream
-    InTurn,  ///< "<words>." on the one and on the other, then "Error is …." on the one and on the other; needs both
+    InTurn,  ///< "<words>." on the ordinary and the level stream, then "Error is …." on both; needs level
 };
 
 struct FailureStyle {
@@ -20,7 +19,7 @@ struct FailureStyle {
     const char* errorOpening = opening;  ///< of an ordinary line that begins with the error
 };
 
-/// Writes about the call that has just failed. Returns -1 with errno as it came.
+/// Writes the lines of the call that has just failed. Returns -1 with errno unchanged.
 template <class... Words>
 int LogFailedCall(const FailureStyle& style, const Words&... words) {
     const ErrnoRestorer error;

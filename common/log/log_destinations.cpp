@@ -1,4 +1,4 @@
-// The members of Logger that give its streams other destinations, and its end.
+// The members of Logger that replace its streams, and its destructor.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -45,8 +45,8 @@ void Logger::LeadStandardError() {
     leader_ = this;
 }
 
-// Every change of a slot comes through here. std::clog goes along with the level stream, so that it never writes into
-// the buffer of a stream that is deleted later.
+// All changes of a slot are made here. std::clog follows the level stream, so that it never writes into the buffer of a
+// stream that is deleted later.
 void Logger::Put(const Slot& slot, std::ostream* stream) {
     std::ostream* const old = this->*slot.stream;
     const bool leads = LeadsStandardError(slot);
@@ -54,7 +54,7 @@ void Logger::Put(const Slot& slot, std::ostream* stream) {
     if (leads) LeadStandardError();
     if (old == &std::clog || old == stream) return;
     delete std::exchange(this->*slot.retired, old);
-    old->exceptions(std::ios::goodbit);  // nobody would catch what the next two throw
+    old->exceptions(std::ios::goodbit);  // the next two must not throw
     old->flush();
     old->rdbuf(stderrBuffer_);
 }
@@ -111,7 +111,7 @@ std::ostream* Logger::OpenFile(const char* mode, const char* path) const {
     }
     umask(mask);
     if (file == nullptr) return nullptr;
-    setvbuf(file, nullptr, buffered_ != 0 ? _IOFBF : _IONBF, BUFSIZ);  // now: an entry allocates nothing
+    setvbuf(file, nullptr, buffered_ != 0 ? _IOFBF : _IONBF, BUFSIZ);  // now, so that entries allocate nothing
     return new LogFile(file);
 }
 
@@ -152,9 +152,9 @@ void Logger::TruncateAuxFile(int limit) { Truncate(kAux, limit); }
 Logger::~Logger() {
     for (const Slot* slot : {&kLog, &kError, &kAux}) Reset(*slot);
     for (const Slot* slot : {&kLog, &kError, &kAux}) delete std::exchange(this->*slot->retired, nullptr);
-    if (leader_ == this) leader_ = nullptr;  // the reset above may have made it this one again
+    if (leader_ == this) leader_ = nullptr;  // the reset above may have set it to this Logger again
     delete std::exchange(nullStream_, &std::clog);
-    // Lines are logged through the Logger even after this. The compiler may drop the stores above as dead, since the
-    // object ends here, unless somebody may read them.
+    // Lines are logged through the Logger even after this. The asm keeps the stores above, which the compiler may drop
+    // as dead since the object ends here.
     asm volatile("" : : "r"(this) : "memory");
 }

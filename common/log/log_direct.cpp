@@ -18,7 +18,7 @@ __attribute__((init_priority(101))) static std::ios_base::Init standardStreams;
 
 namespace {
 
-// Asked for once: the two system calls would be two of a line's three.
+// Read once: otherwise they would be two of the three system calls of a line.
 std::atomic<int> processId{0};
 thread_local int threadId = 0;
 
@@ -27,7 +27,7 @@ void ForgetIds() {
     threadId = 0;
 }
 
-// Here and not with the Logger: a program may have the prefix without it. What a fork does is in process_create.h.
+// Here, since a program may use the prefix without the Logger. process_create.h lists the fork handlers.
 [[gnu::constructor(101)]] void HandleForks() { pthread_atfork(nullptr, nullptr, ForgetIds); }
 
 char* Number(char* text, int value) {

@@ -1,6 +1,5 @@
-// Log entries straight on the standard error, for code that cannot use the Logger: they take no lock and ignore its
-// mode. Each returns the stream behind the start of a line; the caller inserts the rest and the newline. No entry
-// changes errno.
+// Log entries on the standard error for code that cannot use the Logger: they take no lock and ignore its mode. Each
+// returns the stream after the start of a line; the caller inserts the rest and the newline. No entry changes errno.
 #pragma once
 #include <ostream>
 

@@ -1,4 +1,4 @@
-// What the log does with a stream. For this directory only.
+// Operations of the log on a stream. For this directory only.
 #pragma once
 #include <cxxabi.h>
 #include <stdio_ext.h>
@@ -29,7 +29,7 @@ private:
     FILE* const file_;
 };
 
-/// Inserts the pieces. Nothing is thrown where the owner of the stream has set exceptions(): only the stream's state
+/// Inserts the pieces. Throws nothing, even if the owner of the stream has set exceptions(): the state of the stream
 /// shows a failure.
 template <class... Pieces>
 std::ostream& LogWrite(std::ostream& out, const Pieces&... pieces) {
@@ -43,7 +43,7 @@ std::ostream& LogWrite(std::ostream& out, const Pieces&... pieces) {
 
 inline std::ostream& LogFlushed(std::ostream& out) { return LogWrite(out, std::flush<char, std::char_traits<char>>); }
 
-/// Begins a line. A field width that was left behind pads neither the text nor what follows.
+/// Begins a line. A remaining field width is cleared, so that it pads nothing.
 inline std::ostream& LogBegin(std::ostream& out, const char* text) {
     LogFlushed(out);
     if (out.width() != 0) out.width(0);

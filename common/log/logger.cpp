@@ -40,8 +40,8 @@ private:
     const bool wanted_;
 };
 
-// No process is copied while another thread holds the mutex, for that thread is not in the copy: the child would wait
-// for it for ever. A cancelled thread must not leave fork with the mutex.
+// fork takes the mutex: another thread that holds it would not exist in the child, which would wait for it for ever. A
+// cancelled thread must not leave fork with the mutex.
 void BeforeFork() {
     LockIfAlive();
     const CancelBlock block;
@@ -58,7 +58,7 @@ void InChild() {
     if (mutexLives.load(std::memory_order_relaxed)) Logger::mutex_.Reset();
 }
 
-// What else a fork does is in process_create.h.
+// process_create.h lists the other fork handlers.
 struct MutexLife {
     MutexLife() {
         mutexLives = true;
@@ -101,12 +101,12 @@ Logger::Logger()
 
 const Logger* Logger::leader_ = nullptr;
 
-// While a Logger has bound std::clog to a stream of its own, the buffer of that stream is no place to go back to.
+// While a Logger has bound std::clog to its own stream, the buffer of that stream is not the standard error's.
 std::streambuf* Logger::StandardErrorBuffer() {
     [[maybe_unused]] static const bool done = [] {
-        static char line[8192];  // holds the longest line of the program, two names of the longest kind
+        static char line[8192];  // holds the longest line of the program, with two of the longest paths
         setvbuf(stderr, line, _IOLBF, sizeof line);
-        // Never destroyed: std::clog is used until the process is gone. One that leads elsewhere is left alone.
+        // Never destroyed: std::clog is used until the process ends. A redirected std::clog is left alone.
         if (std::clog.rdbuf() == std::cerr.rdbuf()) std::clog.rdbuf(new FileBuffer(stderr));
         return true;
     }();
@@ -116,9 +116,9 @@ std::streambuf* Logger::StandardErrorBuffer() {
 
 std::ostream& Logger::Log() {
     if (mode_ == 0) return *nullStream_;
-    const ErrnoRestorer kept;
+    const ErrnoRestorer error;
     char prefix[kLogPrefixSize];
-    LogPrefix(prefix, sizeof prefix);  // before the lock: the time is not that of a wait's end
+    LogPrefix(prefix, sizeof prefix);  // before the lock: the time excludes the wait
     const LogLock lock(locked_ == 1);
     std::ostream& out = LogBegin(Chosen(), prefix);
     SetDecimal(out);
@@ -127,7 +127,7 @@ std::ostream& Logger::Log() {
 
 std::ostream& Logger::Level(const char* word) {
     if (mode_ == 0) return *nullStream_;
-    const ErrnoRestorer kept;
+    const ErrnoRestorer error;
     const LogLock lock;
     return LogBegin(*errorStream_, word);
 }
@@ -144,19 +144,19 @@ std::ostream& Logger::Plain() { return Level(""); }
 
 std::ostream& Logger::Continue() {
     if (mode_ == 0) return *nullStream_;
-    const ErrnoRestorer kept;
+    const ErrnoRestorer error;
     const LogLock lock;
     return LogFlushed(Chosen());
 }
 
 std::ostream& Logger::Tagged(const char* tag) {
-    const ErrnoRestorer kept;
+    const ErrnoRestorer error;
     std::ostream& out = Log();
     return showTags_ != 0 ? LogWrite(out, tag, "/") : out;
 }
 
 void Logger::Flush() {
-    const ErrnoRestorer kept;
+    const ErrnoRestorer error;
     const LogLock lock;
     for (std::ostream* out : {&Chosen(), errorStream_}) {
         SetDecimal(*out);
@@ -165,7 +165,7 @@ void Logger::Flush() {
 }
 
 void Logger::FlushAll() {
-    const ErrnoRestorer kept;
+    const ErrnoRestorer error;
     const LogLock lock;
     for (std::ostream* out : {logStream_, errorStream_, auxStream_}) LogFlushed(*out);
 }

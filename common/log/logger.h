@@ -26,9 +26,9 @@
 
 class Logger {
 public:
-    // The ordinary stream, the level stream and a third one for the application's own use, which is reached through its
-    // field alone; behind each the one that it replaced last, or null. While the level stream is another one than
-    // std::clog, std::clog writes into its buffer.
+    // The ordinary stream, the level stream and a third one for the application, which is accessible through its field
+    // alone. After each comes the stream that it replaced last, or null. While the level stream is not std::clog,
+    // std::clog writes into its buffer.
     std::ostream* logStream_;
     std::ostream* logRetired_;
     std::ostream* errorStream_;
@@ -36,12 +36,12 @@ public:
     std::ostream* auxStream_;
     std::ostream* auxRetired_;
 
-    // The paths of the files behind the three streams that were opened by name, else null. Owned.
+    // The paths of the files that were opened by name for the three streams, else null. Owned.
     char* logName_;
     char* errorName_;
     char* auxName_;
 
-    std::ostream* nullStream_;      ///< what is written here is lost
+    std::ostream* nullStream_;      ///< discards all text
     std::streambuf* stderrBuffer_;  ///< the standard error's own buffer, when the Logger was built
 
     /// 0 at first: SetLogStream, SetErrorStream, OpenLogFile and OpenErrorFile do nothing until the application sets
@@ -56,8 +56,8 @@ public:
     /// All three streams on the standard error, which the first Logger makes line-buffered.
     Logger();
 
-    /// Closes every file and leaves all streams on std::clog, so that code which logs even later still reaches the
-    /// standard error through a Logger of static lifetime.
+    /// Closes every file and leaves all streams on std::clog: code that logs even later through a Logger of static
+    /// lifetime still reaches the standard error.
     ~Logger();
     Logger(const Logger&) = delete;
     Logger& operator=(const Logger&) = delete;
@@ -74,7 +74,7 @@ public:
     std::ostream& Info();
     std::ostream& Plain();
 
-    /// Flushes what there is of the current ordinary line, for the caller to continue it.
+    /// Flushes the current ordinary line, for the caller to continue it.
     std::ostream& Continue();
 
     /// Log, then tag (not null) and "/".
@@ -101,10 +101,10 @@ public:
     void ResetAuxStream();
 
     /// Appends to the file FileJoinPath(dir, name), which no executed program inherits; a null or empty name changes
-    /// nothing. A new file has mode 0600: the file-creation mask of the whole process is 077 meanwhile. A file that
-    /// cannot be opened is tried five times in one second, and leaves the destination as it was, without a line:
-    /// whoever must know compares logStream_ (errorStream_, auxStream_) before and after. OpenErrorFile binds std::clog
-    /// to the file and writes a line there in every case.
+    /// nothing. A new file has mode 0600: the file-creation mask of the whole process is 077 meanwhile. Opening is
+    /// tried five times in one second. If all fail, the destination stays and no line is written; to detect this,
+    /// compare logStream_ (errorStream_, auxStream_) before and after. OpenErrorFile binds std::clog to the file and
+    /// writes a line there in every case.
     void OpenLogFile(const char* dir, const char* name);
     void OpenErrorFile(const char* dir, const char* name);
     void OpenAuxFile(const char* dir, const char* name);
@@ -121,7 +121,7 @@ private:
     struct Slot;
     static const Slot kLog, kError, kAux;
 
-    static const Logger* leader_;  // the one that bound std::clog to its level stream last, and lives
+    static const Logger* leader_;  // the living one that bound std::clog to its level stream last
 
     static std::streambuf* StandardErrorBuffer();
     std::ostream& Chosen() const { return mode_ == 1 ? *logStream_ : *nullStream_; }

@@ -10,7 +10,7 @@ namespace {
 
 struct Site {
     const char *className, *method, *context;
-    std::string ending = {};  // behind the context
+    std::string ending = {};  // after the context
 };
 
 template <class... Opening>

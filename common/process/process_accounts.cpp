@@ -32,18 +32,18 @@ constexpr LookUp<gid_t, group> kGroupById{getgrgid_r, _SC_GETGR_R_SIZE_MAX, "gro
 const char* Shown(const char* name) { return StringOrNil(name); }
 int Shown(uid_t id) { return static_cast<int>(id); }
 
-// The C library takes no null name; an empty one is in no database either.
-const char* Asked(const char* name) { return name != nullptr ? name : ""; }
-uid_t Asked(uid_t id) { return id; }
+// The C library accepts no null name; an empty one is in no database either.
+const char* NonNull(const char* name) { return name != nullptr ? name : ""; }
+uid_t NonNull(uid_t id) { return id; }
 
 template <class Key, class Record>
 int Find(const LookUp<Key, Record>& lookUp, Key key, Record* record, char** buffer) {
     constexpr long kDefaultSize = 16384;
-    const long asked = sysconf(lookUp.sizeName);
-    const auto size = static_cast<size_t>(asked != -1 ? asked : kDefaultSize);
+    const long limit = sysconf(lookUp.sizeName);
+    const auto size = static_cast<size_t>(limit != -1 ? limit : kDefaultSize);
     *buffer = new char[size];
     Record* found = nullptr;
-    const int result = lookUp.call(Asked(key), record, *buffer, size, &found);
+    const int result = lookUp.call(NonNull(key), record, *buffer, size, &found);
     if (found != nullptr) return 1;
 
     delete[] * buffer;
@@ -51,7 +51,7 @@ int Find(const LookUp<Key, Record>& lookUp, Key key, Record* record, char** buff
     return LogFailedCall(kLookUpError, "Can't get information for ", lookUp.key, " '", Shown(key), "'");
 }
 
-// Finds a record, hands it to use and frees its texts again.
+// Finds a record, passes it to use and frees its texts.
 template <class Key, class Record, class Use>
 int With(const LookUp<Key, Record>& lookUp, Key key, Use use) {
     Record record;

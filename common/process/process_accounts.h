@@ -1,14 +1,14 @@
-// Users and groups, and the process's view of the names around it. Any thread may call; the look-ups use reentrant
-// system calls. Linking these pulls in the user database, which a fully static program cannot serve.
+// Users and groups, host names and temporary names. Any thread may call; the look-ups use reentrant system calls.
+// Linking these pulls in the user database, which a fully static program cannot serve.
 #pragma once
 #include <grp.h>
 #include <pwd.h>
 #include <sys/types.h>
 
-/// Look an entry up (a null name is in no database): 1 with *record filled and *buffer a new[] block that its texts lie
-/// in, which the caller frees with delete[] once the record is no longer needed; -1 with errno after two log lines,
-/// *buffer then not to be used. ENOENT: there is no such entry. ERANGE: an entry did not fit the system's size for such
-/// buffers; one that is too long makes every look-up that reads past it fail.
+/// Look up an entry (a null name is in no database): 1 with *record filled and *buffer a new[] block that holds its
+/// texts; the caller frees it with delete[] once the record is no longer needed. -1 with errno after two log lines;
+/// *buffer is then not to be used. ENOENT: there is no such entry. ERANGE: an entry exceeds the system's size for such
+/// buffers; every look-up that reads past that entry fails.
 int ProcessGetUserByName(const char* name, struct passwd* record, char** buffer);
 int ProcessGetGroupByName(const char* name, struct group* record, char** buffer);
 int ProcessGetUserById(uid_t id, struct passwd* record, char** buffer);
@@ -24,7 +24,7 @@ int ProcessUserNameById(char** name, uid_t id);
 int ProcessGroupNameById(char** name, gid_t id);
 
 /// The value of the environment variable HOSTNAME when it is set, even an empty one, else "localhost". Not to be freed;
-/// valid until that variable changes. The system is not asked.
+/// valid until that variable changes. No system call is made.
 const char* ProcessHostName();
 
 /// "localhost".
@@ -39,6 +39,6 @@ const char* ProcessTempDirectory();
 
 /// A name for a temporary file, "<directory>/<prefix><digits>", in a malloc block that the caller frees with free(3). A
 /// null directory stands for ProcessTempDirectory, an empty one for none (with a log line); a null prefix for "T-".
-/// Prefix and digits are cut at 1023 bytes. No file is made and none looked for: the name is not a safe one in a
-/// directory that others write to. Null with errno ENOMEM without memory, after two log lines.
+/// Prefix and digits are cut at 1023 bytes. No file is created or searched for: the name is unsafe in a directory that
+/// others write to. Null with errno ENOMEM after two log lines when memory is short.
 char* ProcessTempName(const char* directory, const char* prefix);

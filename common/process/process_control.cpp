@@ -14,7 +14,7 @@ constexpr int kSignalBits = 0x7F;
 constexpr int kStopped = 0x7F;
 
 constexpr FailureStyle kError{.opening = "Process: ERROR! "};
-// Misspelt since ever; those who search their logs for it rely on it.
+// The misspelling stays: searches of logs rely on it.
 constexpr FailureStyle kDetachWarning{.opening = "Process: WARNING! ", .errorOpening = "Provess: WARNING! "};
 
 }  // namespace

@@ -1,9 +1,9 @@
-// Watching and ending processes. Stateless; any thread may call.
+// Tests, signals and ends processes. Stateless; any thread may call.
 #pragma once
 #include <cstdint>
 
 /// Whether a process exists, by kill(2) with signal 0: 1 yes, 0 no (ESRCH), -1 the probe failed, with its errno and two
-/// log lines (EPERM: somebody else's process). 0 and negative ids address process groups, as with kill: 0 always
+/// log lines (EPERM: another user's process). 0 and negative ids address process groups, as with kill: 0 always
 /// gives 1.
 int ProcessIsRunning(int pid);
 
@@ -30,7 +30,7 @@ int ProcessRaise(int signal);
 /// exit(3): exit handlers and static destructors run.
 [[noreturn]] void ProcessExit(int code);
 
-/// abort(3) and SIGKILL for the own process, at once: what waits in the log is lost.
+/// abort(3) and SIGKILL for the own process, at once: buffered log text is lost.
 [[noreturn]] void ProcessAbort();
 [[noreturn]] void ProcessKillSelf();
 

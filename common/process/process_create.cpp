@@ -75,8 +75,8 @@ int ProcessFork() {
 }
 
 int ProcessExec(const char* file, const char* const* arguments, const char* const* environment) {
-    if (logger_.mode_ != 0) logger_.FlushAll();                // the new program has no part in the streams
-    auto* const vector = const_cast<char* const*>(arguments);  // exec writes to neither vector, POSIX only says so late
+    if (logger_.mode_ != 0) logger_.FlushAll();                // exec discards the buffers
+    auto* const vector = const_cast<char* const*>(arguments);  // exec modifies neither vector
     if (file == nullptr) {
         errno = EFAULT;
     } else if (environment != nullptr) {

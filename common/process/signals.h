@@ -39,6 +39,6 @@ const char* ProcessTermSignalName(int status);
 const char* ProcessStopSignalName(int status);
 
 /// Writes 22 ordinary lines "<label>/Signal: <number>, <name>\t" and "Yes" or "No", one for each signal that has a
-/// name: is it in the set (not null)? A null label is "Signal", a null Logger the global one. Another thread's text can
-/// fall between a name and its answer.
+/// name: whether the set (not null) holds it. A null label is "Signal", a null Logger the global one. Another thread's
+/// text can fall between a name and the "Yes" or "No".
 void SignalDumpSet(const sigset_t* set, const char* label, Logger* logger);

@@ -13,8 +13,8 @@ constexpr FailureStyle kError{.opening = "Thread: ERROR! ", .lines = FailureLine
 
 constexpr auto kNoThread = static_cast<pthread_t>(-1);
 
-// The course of all wrappers: 1 for success, else the number goes to errno and into the line of this call.
-int Judge(int error, const char* call) {
+// The result of all wrappers: 1 for success, else -1 with the number in errno and in the line of this call.
+int Finish(int error, const char* call) {
     if (error == 0) return 1;
     errno = error;
     return LogFailedCall(kError, "Thread ", call, " failed");
@@ -30,27 +30,27 @@ int ThreadCreate(pthread_t* handle, pthread_t* id, void* (*function)(void*), voi
     pthread_attr_destroy(&attributes);
     if (error != 0) *id = kNoThread;
     *handle = *id;
-    return Judge(error, "creation");
+    return Finish(error, "creation");
 }
 
 int ThreadCheck(pthread_t handle) {
     const int error = pthread_kill(handle, 0);
-    return error == ESRCH ? 0 : Judge(error, "check");
+    return error == ESRCH ? 0 : Finish(error, "check");
 }
 
 int ThreadSignal(pthread_t handle, int signal) {
     const int error = pthread_kill(handle, signal);
-    if (error != ESRCH) return Judge(error, "signal");
+    if (error != ESRCH) return Finish(error, "signal");
     errno = ESRCH;
     return -1;
 }
 
 int ThreadCancel(pthread_t handle) {
     const int error = pthread_cancel(handle);
-    return error == ESRCH ? 0 : Judge(error, "cancel");
+    return error == ESRCH ? 0 : Finish(error, "cancel");
 }
 
-int ThreadJoin(pthread_t handle, void** result) { return Judge(pthread_join(handle, result), "join"); }
+int ThreadJoin(pthread_t handle, void** result) { return Finish(pthread_join(handle, result), "join"); }
 
 int ThreadStop(pthread_t handle) {
     if (ThreadCheck(handle) == 0) return 0;

@@ -1,8 +1,8 @@
-// Thin wrappers of POSIX threads. A failure writes one log line, but for ESRCH where an entry says so, and leaves the
-// error number, which the thread library returns instead of setting it, in errno. Any thread may call.
+// Thin wrappers of POSIX threads. A failure writes one log line, except for ESRCH where an entry states it, and stores
+// the error number that the thread library returns in errno. Any thread may call.
 //
-// None of these guards against the identifier of a thread that was already joined: that is undefined, as in POSIX. Set
-// such a variable to -1 (all bits set), which stands for no thread, and test for it.
+// An identifier of a thread that was already joined has undefined results, as in POSIX. Set such a variable to -1 (all
+// bits set), which stands for no thread, and test for it.
 #pragma once
 #include <pthread.h>
 
@@ -24,8 +24,8 @@ int ThreadSignal(pthread_t handle, int signal);
 /// Requests the thread to end. 1, 0 when there is none (ESRCH, no line), or -1.
 int ThreadCancel(pthread_t handle);
 
-/// Waits for the thread's end and releases it; *result takes what its function returned, or
-/// PTHREAD_CANCELED when it was cancelled. 1 or -1.
+/// Waits for the thread's end and releases it; *result takes the value that its function returned, or PTHREAD_CANCELED
+/// when it was cancelled. 1 or -1.
 int ThreadJoin(pthread_t handle, void** result);
 
 /// Cancels and joins the thread: 0 when there is none, else the result of ThreadJoin.
@@ -34,8 +34,8 @@ int ThreadStop(pthread_t handle);
 /// Ends the calling thread with a value for ThreadJoin. Objects on its stack are destroyed.
 [[noreturn]] void ThreadExit(void* value);
 
-/// Sets how the calling thread is cancelled. 0, or an error number, which does not go to errno: EINVAL, with a log
-/// line, for a type that is not one.
+/// Sets how the calling thread is cancelled. 0, or an error number, which is not stored in errno: EINVAL, with a log
+/// line, for an unknown type.
 int ThreadSetCancelType(int type);
 int ThreadSetCancelAsynchronous();
 

@@ -6,7 +6,7 @@
 class CancelBlock {
 public:
     CancelBlock() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
-    ~CancelBlock() noexcept(false) { pthread_setcancelstate(before_, nullptr); }  // an asynchronous one comes now
+    ~CancelBlock() noexcept(false) { pthread_setcancelstate(before_, nullptr); }  // an asynchronous one acts here
     CancelBlock(const CancelBlock&) = delete;
     CancelBlock& operator=(const CancelBlock&) = delete;
 

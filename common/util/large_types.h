@@ -1,6 +1,6 @@
-// For the headers whose records (stat, timeval, timespec, itimerval) differ with the size of offsets and times: on a
-// system of 32 bits these have 64 only where that is asked for. A program that is compiled otherwise than the library
-// would hand it records that are too short; the CMake target and the pkg-config file bring the two definitions along.
+// For headers whose records (stat, timeval, timespec, itimerval) differ with the size of offsets and times. A 32-bit
+// system gives these 64 bits only on request; a program compiled without it would pass records that are too short. The
+// CMake target and the pkg-config file supply the two definitions.
 #pragma once
 #include <sys/types.h>
 

@@ -17,16 +17,16 @@ public:
     void Lock() ACQUIRE() { pthread_mutex_lock(&mutex_); }
     void Unlock() RELEASE() { pthread_mutex_unlock(&mutex_); }
 
-    /// Waits for the mutex for so many milliseconds; with 0 or less it is taken only when that can be done at once.
-    /// Returns 1 when it was taken, else 0, for a time-out and for an error alike. The deadline stands on the real-time
-    /// clock, as pthread_mutex_timedlock(3) wants it: a change of the system time moves it.
+    /// Waits for the mutex at most this many milliseconds; with 0 or less it is taken only if that is possible at once.
+    /// Returns 1 when it was taken, or 0 after a time-out or an error. The deadline is a time of the real-time clock,
+    /// as pthread_mutex_timedlock(3) requires: a change of the system time moves it.
     int TimedLock(int milliseconds);
 
-    /// Tries until it has the mutex, without pausing or yielding; keeps a processor busy. Returns 0.
+    /// Tries until it has the mutex, without pausing or yielding, which keeps a processor busy. Returns 0.
     int SpinLock();
 
-    /// Puts a fresh, unlocked mutex in place of this one, whoever held it. Only for a process with a single thread,
-    /// such as a child right behind fork. Logs a failure and keeps the old mutex then.
+    /// Replaces the mutex by a new, unlocked one, whichever thread held it. Only for a process with a single thread,
+    /// such as a child right after fork. A failure is logged and keeps the old mutex.
     void Reset();
 
 private:

@@ -12,21 +12,21 @@ char* BSDoptarg = nullptr;
 namespace {
 
 char empty[] = "";
-char* place = empty;  // the next letter inside the current argument
+char* next = empty;  // the next letter inside the current argument
 
 int EndScan() {
-    place = empty;
+    next = empty;
     return -1;
 }
 
 int UnknownOption(const char* program, const char* optstring) {
-    if (*place == '\0') ++BSDoptind;
+    if (*next == '\0') ++BSDoptind;
     if (BSDopterr != 0 && *optstring != ':') fprintf(stderr, "%s: illegal option -- %c\n", program, BSDoptopt);
     return '?';
 }
 
 int MissingArgument(const char* program, const char* optstring) {
-    place = empty;
+    next = empty;
     if (*optstring == ':') return ':';
     if (BSDopterr != 0) fprintf(stderr, "%s: option requires an argument -- %c\n", program, BSDoptopt);
     return '?';
@@ -37,19 +37,19 @@ int MissingArgument(const char* program, const char* optstring) {
 int BSDgetopt(int argc, char* const* argv, const char* optstring) {
     if (optstring == nullptr) return -1;
     bool loneDash = false;
-    if (BSDoptreset != 0 || *place == '\0') {
+    if (BSDoptreset != 0 || *next == '\0') {
         BSDoptreset = 0;
         if (BSDoptind >= argc) return EndScan();
-        place = argv[BSDoptind];
-        if (*place != '-') return EndScan();
-        ++place;
-        if (*place == '-') {
+        next = argv[BSDoptind];
+        if (*next != '-') return EndScan();
+        ++next;
+        if (*next == '-') {
             ++BSDoptind;
             return EndScan();
         }
-        loneDash = *place == '\0';
+        loneDash = *next == '\0';
     }
-    const auto letter = static_cast<signed char>(loneDash ? '-' : *place++);  // also where char is unsigned
+    const auto letter = static_cast<signed char>(loneDash ? '-' : *next++);  // also where char is unsigned
     BSDoptopt = letter;
     if (letter == ':') return UnknownOption(argv[0], optstring);
     const char* known = strchr(optstring, letter);
@@ -58,16 +58,16 @@ int BSDgetopt(int argc, char* const* argv, const char* optstring) {
 
     if (known[1] != ':') {
         BSDoptarg = nullptr;
-        if (*place == '\0') ++BSDoptind;
+        if (*next == '\0') ++BSDoptind;
         return letter;
     }
-    if (*place != '\0') {
-        BSDoptarg = place;
+    if (*next != '\0') {
+        BSDoptarg = next;
     } else {
         if (++BSDoptind >= argc) return MissingArgument(argv[0], optstring);
         BSDoptarg = argv[BSDoptind];
     }
-    place = empty;
+    next = empty;
     ++BSDoptind;
     return letter;
 }

@@ -11,8 +11,8 @@ void OptionEscape(char* text);
 /// was.
 void OptionUnescape(char* text);
 
-/// 1 when value is there, holds neither '=' nor ',', and is shorter than limit bytes; else -1. Limit 0 stands for 1024,
-/// UINT32_MAX (-1) for no limit.
+/// 1 when value is not null, holds neither '=' nor ',', and is shorter than limit bytes; else -1. Limit 0 stands for
+/// 1024, UINT32_MAX (-1) for no limit.
 int OptionCheckValue(const char* value, uint32_t limit);
 
 /// 1 when key passes OptionCheckValue with limit 0 and value passes it with limit, else -1. Either may be null.
@@ -22,7 +22,7 @@ int OptionCheckPair(const char* key, const char* value, uint32_t limit);
 /// What follows the digits is ignored. errno: ERANGE for a number that no long holds.
 int OptionParseNumber(const char* text);
 
-/// 1 when text begins with name and then ends or goes on with ',', else 0. A name with a ',' in it never fits.
+/// 1 when text begins with name and then ends or continues with ',', else 0. A name that holds a ',' never matches.
 int OptionMatchName(const char* text, const char* name);
 
 /// StringReplacePrefix, but 0 and no change when prefix or replacement is null or empty.

@@ -83,7 +83,7 @@ int StringReplaceAll(char** text, const char* pattern, const char* replacement) 
     for (const char* hit = strstr(*text, pattern); hit != nullptr; hit = strstr(hit + patternLength, pattern)) ++count;
     if (count == 0) return 0;
 
-    // What the hits take goes first: the sum never falls below 0, whichever of the two is longer.
+    // Subtracts before it adds: the sum never falls below 0, whichever of the two texts is longer.
     const auto hits = static_cast<size_t>(count);
     char* result = new char[strlen(*text) - patternLength * hits + replacementLength * hits + 1];
     char* end = result;

@@ -1,6 +1,6 @@
 // Owned C strings: a char* field that is null or points to a new[] block with a NUL-terminated text, owned by its
 // record and freed with delete[]. Operations take the address of the field. Two threads must not work on one owned
-// string at once; different strings are independent. None fails but by std::bad_alloc; none touches errno. A source
+// string at once; different strings are independent. They fail only by std::bad_alloc and leave errno alone. A source
 // text may lie inside the string that it replaces or extends.
 #pragma once
 
@@ -10,7 +10,7 @@ inline const char* StringOrNil(const char* text) { return text != nullptr ? text
 /// Replaces *dst by a copy of src (null: by null) and frees the old text. The same pointer twice changes nothing.
 void StringSet(char** dst, const char* src);
 
-/// Gives a field that holds no value yet its first one: a copy of src, or null. The old content is not freed.
+/// Sets a field that holds no value yet to a copy of src, or to null. The old content is not freed.
 void StringInit(char** dst, const char* src);
 
 /// A new copy of src that the caller owns; null for null.
@@ -23,8 +23,8 @@ void StringReset(char** dst);
 /// empty, *dst stays as it is (null stays null); otherwise *dst is a new block, also where nothing was added to a text.
 void StringAdd(char** dst, const char* a, const char* b, const char* c, const char* d);
 
-/// Appends count raw bytes, which need not end in a NUL, and terminates the result. Null bytes or a count of 0 or less
-/// change nothing; a null *dst counts as empty.
+/// Appends count raw bytes, which may lack a NUL, and terminates the result. Null bytes or a count of 0 or less change
+/// nothing; a null *dst counts as empty.
 void StringAddBytes(char** dst, const char* bytes, int count);
 
 /// Sets *dst to a new block of size bytes (at least 1) that holds the empty text. The old value is not freed.

@@ -18,8 +18,8 @@ const char* StringEndsWith(const char* text, const char* suffix) {
     const size_t length = strlen(text);
     const size_t suffixLength = strlen(suffix);
     if (suffixLength > length) return nullptr;
-    const char* place = text + (length - suffixLength);
-    return strcmp(place, suffix) == 0 ? place : nullptr;
+    const char* position = text + (length - suffixLength);
+    return strcmp(position, suffix) == 0 ? position : nullptr;
 }
 
 char* StringCutUnprintable(char* text) {

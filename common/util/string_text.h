@@ -3,10 +3,10 @@
 #pragma once
 #include <cstdint>
 
-/// text when it begins with prefix (an empty prefix always fits), else null.
+/// text when it begins with prefix (an empty prefix always matches), else null.
 const char* StringStartsWith(const char* text, const char* prefix);
 
-/// The place in text where suffix begins, when text ends with it; else null.
+/// The position in text where suffix begins, when text ends with it; else null.
 const char* StringEndsWith(const char* text, const char* suffix);
 
 /// Ends text at its first byte that is neither printable ASCII (0x20 to 0x7E, whatever the locale) nor one of the
@@ -16,11 +16,11 @@ char* StringCutUnprintable(char* text);
 /// 1 when path begins with '/', else 0.
 int StringIsAbsolute(const char* path);
 
-/// 1 when path begins with "../" or holds "/../" at or behind its fourth character, else 0. This is no guard against a
+/// 1 when path begins with "../" or holds "/../" at or behind its fourth character, else 0. This does not detect every
 /// path that climbs: "a/../b", ".." and a trailing "/.." give 0.
 int StringHasDotDot(const char* path);
 
-/// Reads "a.b.c_d" with sscanf(3) and "%i" (decimal, 0 octal, 0x hexadecimal). Fields that are not there become -1.
+/// Reads "a.b.c_d" with sscanf(3) and "%i" (decimal, 0 octal, 0x hexadecimal). Missing fields become -1.
 /// Returns the number of fields read, or -1 for a text that is empty or all blanks.
 int StringScanNumbers(const char* text, int* a, int* b, int* c, int* d);
 

@@ -15,10 +15,9 @@ namespace {
 constexpr int kClockSize = 17;
 constexpr int kDateSize = 26;  // ctime_r(3) writes 26 bytes
 
-// The C library converts a time under a lock of its own. A thread that forks while another one converts would leave
-// that lock taken in the child, whose first log line would wait for it for ever. Every conversion here is made under
-// this lock too, which fork takes first: whenever the process is copied, both are free. What else a fork does is
-// in process_create.h.
+// The C library converts a time under its own lock. A fork while another thread converts would leave that lock taken in
+// the child, whose first log line would wait for ever. Every conversion here holds this lock too, which fork takes
+// first: both are then free. process_create.h lists the other fork handlers.
 std::mutex zoneMutex;
 using ZoneLock = std::lock_guard<std::mutex>;
 
@@ -39,7 +38,7 @@ char* Digits(char* out, int value, int count) {
     return out + count;
 }
 
-// Where a system has two such calls, the other one fills a record with a time of 32 bits.
+// If a system has two such calls, the other one fills a record with a 32-bit time.
 #ifdef SYS_clock_gettime64
 constexpr long kGetClock = SYS_clock_gettime64;
 #else
@@ -56,7 +55,7 @@ char* TimeClockText(char* buffer, const struct timeval* time) {
                  0.001 * static_cast<double>(microseconds));
         return buffer;
     }
-    // Every log line comes through here: integers give the text of "%07.3f" at a tenth of its cost.
+    // Every log line runs this: integers give the text of "%07.3f" at a tenth of its cost.
     char* end = Digits(buffer, local.tm_hour, 2);
     *end++ = ':';
     end = Digits(end, local.tm_min, 2);

@@ -1,5 +1,5 @@
-// Clock texts in the local time zone, and clock readings. Any thread may call, and a child of fork(2). errno means
-// nothing after a text (the first may load the time zone); a time that no calendar year of an int holds has no
+// Clock texts in the local time zone, and clock readings. Any thread may call, and a child of fork(2). errno is
+// undefined after a text (the first may load the time zone). A time whose calendar year exceeds an int has no
 // meaningful text.
 #pragma once
 #include <sys/time.h>
@@ -22,6 +22,6 @@ char* TimeDateText(char* buffer, const time_t* time);
 /// Replaces the owned string *dst by a new[] block of 26 bytes with that text.
 void TimeSetDateText(char** dst, const time_t* time);
 
-/// Reads clock 0 (CLOCK_REALTIME) or 1 (CLOCK_MONOTONIC) by the system call itself, clock_gettime(2), past the C
-/// library. Returns 0, or silently -1 with errno: EINVAL for any other clock, *now untouched, or the kernel's number.
+/// Reads clock 0 (CLOCK_REALTIME) or 1 (CLOCK_MONOTONIC) by the system call clock_gettime(2) instead of the C library.
+/// Returns 0, or silently -1 with errno: EINVAL for any other clock, *now unchanged, or the kernel's number.
 int TimeGetClock(int clock, struct timespec* now);

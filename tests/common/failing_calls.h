@@ -1,5 +1,5 @@
-// System calls that do what a test wants, as root and on every machine alike: the linker sends the library's calls of
-// the names in CMakeLists.txt to failing_calls.cpp.
+// System calls whose results a test sets, as root and on every machine: the linker redirects the library's calls of the
+// names in CMakeLists.txt to failing_calls.cpp.
 #pragma once
 #include <cstddef>
 #include <ctime>
@@ -7,7 +7,7 @@
 
 #include "tests/support/snapshot.h"
 
-/// While it lives, the next call of that name fails with an error number, after so many that pass.
+/// During this scope the next call of that name fails with an error number, after so many that pass.
 struct Failing {
     Failing(const char* call, int error, int passing = 0) { name = call, number = error, passes = passing; }
     ~Failing() { name = ""; }
@@ -16,6 +16,6 @@ struct Failing {
 };
 
 extern size_t mostWritten;                      ///< how many bytes one write(2) takes
-extern const char *systemName, *systemRelease;  ///< what uname(2) answers
+extern const char *systemName, *systemRelease;  ///< the results of uname(2)
 extern unsigned microsecondsSlept;              ///< in usleep(3), which returns at once
-extern timespec deadline;                       ///< the last one that pthread_mutex_timedlock(3) was given
+extern timespec deadline;                       ///< the last one that pthread_mutex_timedlock(3) received

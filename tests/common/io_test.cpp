@@ -11,7 +11,7 @@
 #include "tests/common/failing_calls.h"
 
 TEST(File, PathsAreJoinedAndAskedAbout) {
-    const CurrentFolder folder;
+    const TemporaryDirectory directory;
     WriteFile("ten", "0123456789");
     SHOW(Owned{FileJoinPath("/tmp/", "a")});                                                   // = "/tmp//a"
     SHOW(Owned{FileJoinPath(nullptr, "")});                                                    // = null
@@ -27,7 +27,7 @@ TEST(File, PathsAreJoinedAndAskedAbout) {
     SHOW(FileIsAccessible(".", "", F_OK));                                                           // = 0 EFAULT
     SHOW(FileChangeOwner(nullptr, 0, 0));  // = -1 EFAULT | @ File: ERROR! Can't change ownership of 'nil'.
     // | @ File: ERROR! Error is 14, Bad address.
-    // On systems of 32 bits the usual records hold neither.
+    // The default records of 32-bit systems hold neither.
     const timespec after2038[2] = {{}, {.tv_sec = static_cast<time_t>(int64_t{1} << 32), .tv_nsec = 0}};
     EXPECT_EQ(truncate("ten", static_cast<off_t>(int64_t{3} << 30)) + utimensat(AT_FDCWD, "ten", after2038, 0), 0);
     SHOW(FileGetSize(nullptr, "ten"), (FileStat("ten", &record), record.st_mtime));  // = 3221225472 4294967296
@@ -116,7 +116,7 @@ TEST(SocketOptions, AreMissingSilentlyAndFailOnBothStreams) {
     SHOW(SocketGetOption(-1, 77));  // = -1 ENOSYS | @ Socket: WARNING! Query for option 77 not implemented.
     // | @ Socket: ERROR! Query failed for option 77 on FD#-1. | Error: Query failed for option 77 on FD#-1.
     // | @ Socket: ERROR! Error is 38 'Function not implemented'. | Error: Error is 38 'Function not implemented'.
-    logger_.mode_ = 2;  // of the others the level lines alone
+    logger_.mode_ = 2;  // then only level lines are written
     SHOW(SetAll());     // = EBADF | Error: Can't set non-blocking mode on FD#-1 to 5. Error is 9 'Bad file descriptor'.
     // | Error: Can't set no-inherit mode on FD#-1 to 5. Error is 9 'Bad file descriptor'.
     // | Error: Can't set no-delay mode on FD#-1 to 5. Error is 9 'Bad file descriptor'.

@@ -55,7 +55,7 @@ TEST(Logger, LinesBeginAsIfNothingWasLeftBehind) {
     std::clog.clear();
 }
 
-// How many errors have the name that the system has for them.
+// The number of errors whose name is that of the system.
 static int NamedErrors() {
     int count = 0;
     for (int error = 1; error < 200; ++error) {
@@ -75,7 +75,7 @@ TEST(Report, WritesTwoLinesAndLeavesTheErrorNumber) {
     SHOW(ReportBadValue("C", "text", "m", "x"));  // = EINVAL
     // | @ C: ERROR! Bad value 'text' in method 'C::m()' context [x].
     // | Error: Bad value 'text' in method 'C::m()' context [x].
-    logger_.mode_ = 2;                                 // of the others the level line alone
+    logger_.mode_ = 2;                                 // then only level lines are written
     SHOW(ReportBadValueForType("C", 3, 9, "m", "x"));  // = EINVAL
     // | Error: Bad value '9' for type '3' in method 'C::m()' context [x].
     const void* const address = reinterpret_cast<void*>(16);
@@ -165,7 +165,7 @@ TEST(Logger, AChildLogsWhoeverHeldTheLock) {
 } lastWord;
 
 TEST(Logger, WritesFilesToItsEndAndThenOnTheStandardError) {
-    const CurrentFolder folder;
+    const TemporaryDirectory directory;
     const auto logToTheEnd = [] {
         const char* const missing[] = {"/no/such/program", "program", nullptr};
         logger_.redirect_ = 1;
@@ -174,7 +174,7 @@ TEST(Logger, WritesFilesToItsEndAndThenOnTheStandardError) {
         logger_.OpenAuxFile(nullptr, "aux");
         LogError() << "pending\n";
         *logger_.auxStream_ << "pending\n";
-        // A child that can't be executed ends without a word, any child without what its parent has written.
+        // A child that cannot be executed ends silently; no child repeats the text that its parent has written.
         ProcessCreate("", missing, nullptr, -1, -1, -1, 0, 1);
         if (fork() == 0) exit(0);
         while (wait(nullptr) != -1) continue;
@@ -187,7 +187,7 @@ TEST(Logger, WritesFilesToItsEndAndThenOnTheStandardError) {
 }
 
 TEST(LogDestinations, FilesArePrivateAppendedToAndTruncated) {
-    const CurrentFolder folder;
+    const TemporaryDirectory directory;
     const mode_t mask = umask(0);
     Logger logger;
     SHOW((logger.OpenLogFile(nullptr, "log"), logger.OpenErrorFile(nullptr, "log")),
@@ -214,7 +214,7 @@ TEST(LogDestinations, FilesArePrivateAppendedToAndTruncated) {
 }
 
 TEST(LogDestinations, AReplacedStreamWritesToTheStandardErrorUntilTheNextIsReplaced) {
-    const CurrentFolder folder;
+    const TemporaryDirectory directory;
     Logger logger;
     logger.redirect_ = 1;
     logger.OpenErrorFile(nullptr, "one");
@@ -224,7 +224,7 @@ TEST(LogDestinations, AReplacedStreamWritesToTheStandardErrorUntilTheNextIsRepla
     SHOW(one << "late\n" << std::flush, logger.errorRetired_ == &one);                                   // = 1 | late
     SHOW(logger.TruncateErrorFile(0), ReadFile("two"), Logger().stderrBuffer_ == logger.stderrBuffer_);  // = "" 1
     SHOW(std::clog << "led\n" << std::flush, ReadFile("two"));                                           // = "led\n"
-    std::clog.rdbuf(nullptr);                                           // another one's doing
+    std::clog.rdbuf(nullptr);                                           // as another program part may
     SHOW((logger.ResetErrorStream(), logger.SetErrorStream(nullptr)));  // =
     SHOW(logger.Error() << "back\n");                                   // = | Error: back
     auto* const own = new std::ostringstream;
@@ -240,7 +240,7 @@ TEST(LogDestinations, AReplacedStreamWritesToTheStandardErrorUntilTheNextIsRepla
 }
 
 TEST(LogDestinations, ThreadsLoseNothingOnAFile) {
-    const CurrentFolder folder;
+    const TemporaryDirectory directory;
     Logger logger;
     logger.OpenAuxFile(nullptr, "aux");
     const auto write = [&logger] {
@@ -253,7 +253,7 @@ TEST(LogDestinations, ThreadsLoseNothingOnAFile) {
 }
 
 TEST(LogDestinations, AFileThatCannotBeOpenedIsTriedFiveTimesAndChangesNothing) {
-    const CurrentFolder folder;
+    const TemporaryDirectory directory;
     Logger logger;
     logger.OpenAuxFile(nullptr, "aux");
     microsecondsSlept = 0;

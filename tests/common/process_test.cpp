@@ -9,10 +9,10 @@
 #include "common/process/thread.h"
 #include "tests/common/failing_calls.h"
 
-// What leaves any number in errno: look-ups that succeed, and calls around the one that is shown.
+// Calls that leave any number in errno: successful look-ups, and calls around the one that is shown.
 static auto AnyErrno(auto result) { return errno = snapshot::kUnchanged, result; }
 
-// Which of the files 0 to 4, open under these numbers here, a child has open, in the order of its descriptors.
+// The files 0 to 4, open under these numbers here, that a child has open, in the order of its descriptors.
 static std::string Placed(int input, int output, int error) {
     InChild([&] {
         close_range(0, ~0U, 0);
@@ -24,7 +24,7 @@ static std::string Placed(int input, int output, int error) {
 }
 
 TEST(ProcessCreate, PlacesStreamsAndClosesEachDescriptorOnce) {
-    const CurrentFolder folder;
+    const TemporaryDirectory directory;
     SHOW(Placed(-1, -1, -1));  // = "01234"
     SHOW(Placed(3, 4, 4));     // = "344"
     SHOW(Placed(2, -1, -1));   // = "21234"

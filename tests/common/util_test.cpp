@@ -48,7 +48,7 @@ TEST(StringText, IsTestedScannedAndEscaped) {
     SHOW(OptionParseNumber("99999999999999999999"));                                             // = 2147483647 ERANGE
 }
 
-// A whole scan: each answer with its argument, which is "kept" where nothing was stored, and what the globals hold.
+// A whole scan: each result with its argument ("kept" where nothing was stored), and the values of the globals.
 static std::string Scan(const char* options, std::vector<std::string> words) {
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());
@@ -97,7 +97,7 @@ TEST(TimeText, ShowsLocalTime) {
     SHOW(TimeGetClock(CLOCK_REALTIME, &now), now.tv_sec / 1000 - ::time(nullptr) / 1000);  // = 0 0
 }
 
-// SpinLock has taken it, which clang++ doesn't know.
+// SpinLock has taken it, which clang++ cannot detect.
 static void UnlockOnceMore(Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS { mutex.Unlock(); }
 
 TEST(Mutex, BelongsToItsHolderUntilUnlockedAsOften) {

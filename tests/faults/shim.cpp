@@ -1,6 +1,6 @@
 // Linked into the program (--wrap): one call of one function fails, or the program is killed at that call. The variable
-// FAULT holds the function, the number of the call from 1 on and errno, 0 for SIGKILL. The file "counts" tells the test
-// what happened: forks, calls of the function, faults, blocks of new[] and descriptors that are left.
+// FAULT holds the function, the number of the call from 1 on and errno, 0 for SIGKILL. The file "counts" receives
+// the numbers of forks, calls of the function, faults, and blocks of new[] and descriptors that are left.
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -26,7 +26,7 @@ char chosen[16];
 int chosenCall, chosenError;
 pid_t program;
 thread_local int child;  // the number of the child that this thread forked last
-bool listIsRead;         // only then memory may be short: elsewhere that ends the run like a kill
+bool listIsRead;         // memory is short only then: elsewhere that ends the run like a kill
 
 __attribute__((constructor)) void Arm() {
     const char* fault = getenv("FAULT");
@@ -64,13 +64,13 @@ bool Fails(const char* function) {
 WRAP(int, rename, (const char* from, const char* to), (from, to), -1)
 WRAP(int, unlink, (const char* path), (path), -1)
 WRAP(int, renameat, (int from, const char* name, int to, const char* other), (from, name, to, other), -1)
-WRAP(int, unlinkat, (int folder, const char* name, int flags), (folder, name, flags), -1)
+WRAP(int, unlinkat, (int directory, const char* name, int flags), (directory, name, flags), -1)
 WRAP(int, fsync, (int fd), (fd), -1)
 WRAP(int, stat, (const char* path, struct stat* record), (path, record), -1)
 WRAP(int, lstat, (const char* path, struct stat* record), (path, record), -1)
 WRAP(int, open, (const char* path, int flags, mode_t mode), (path, flags, mode), -1)
 WRAP(DIR*, opendir, (const char* path), (path), nullptr)
-WRAP(dirent*, readdir, (DIR * folder), (folder), nullptr)
+WRAP(dirent*, readdir, (DIR * stream), (stream), nullptr)
 WRAP(int, syncfs, (int fd), (fd), -1)
 WRAP(int, fdatasync, (int fd), (fd), -1)
 WRAP(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)
@@ -87,13 +87,13 @@ WRAP(int, fcntl, (int fd, int command, long value), (fd, command, value), -1)
 WRAP(int, pthread_create, (pthread_t * a, const pthread_attr_t* b, void* (*c)(void*), void* d), (a, b, c, d), errno)
 WRAP(ssize_t, send, (int fd, const void* data, size_t size, int flags), (fd, data, size, flags), -1)
 
-__attribute__((destructor)) static void Tell() {
+__attribute__((destructor)) static void WriteCounts() {
     if (counts == nullptr || getpid() != program) return;
     counts[3] = blocks.load();
     for (int fd = 3; fd < 64; ++fd) counts[3] += __real_fcntl(fd, F_GETFD, 0) != -1 ? 1 : 0;
 }
 
-// These replace the library's own.
+// These replace the operators of the C++ library.
 void* operator new[](size_t size) {
     if (listIsRead && Fails("new")) throw std::bad_alloc();
     ++blocks;

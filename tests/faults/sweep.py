@@ -11,7 +11,7 @@ import sys
 from installation import Installation
 
 KILL = 0
-# The errors of a function, whether one on the way to success ends the run, and what is said of it.
+# The errors of a function, whether one before the commit ends the run, and its report.
 FUNCTIONS = {
     "rename": ("EXDEV EACCES", True, "Can't rename '"),
     "unlink": ("EACCES EIO", False, ""),
@@ -65,7 +65,7 @@ def expect(what, actual, *expected):
 
 class Run:
     def __init__(self, installation, scenario, call, error):
-        """Over a leftover of an earlier run that can be removed, and one that can't."""
+        """Starts a run over two leftovers of an earlier run: one can be removed, the other cannot."""
         self.installation, self.scenario = installation, scenario
         plan, self.usual_code = SCENARIOS[scenario]
         installation.write("app/one.temporary", "leftover")
@@ -73,7 +73,7 @@ class Run:
         self.last_is_missing = scenario == "LastSourceMissing"
         if self.last_is_missing:
             os.remove(installation.root / "new/two")
-        # What two threads report then must come in the same order each time. The client is the second child.
+        # Two threads must report in the same order each time. The client is the second child.
         waits = "--update report _;" if function in ("fork", "execvp", "waitpid") and call == 2 else ""
         installation.start({"plan": waits + plan, "fault": f"{function} {call} {error}"})
         self.code, self.log = installation.wait(), installation.log()
@@ -92,10 +92,10 @@ class Run:
         if function != "fcntl":
             expect("given", self.installation.given(), set(), {"0 1 2"})
         if not self.killed:
-            may_stay = {"fcntl": 1, "pthread_create": 2}.get(function, 0)  # a stream that seemed closed, the pair
+            may_stay = {"fcntl": 1, "pthread_create": 2}.get(function, 0)  # a standard stream opened again, the pair
             assert self.left <= may_stay, f"{self.left} descriptors or blocks of new[] are left."
             self.check_code()
-            self.check_what_client_was_told()
+            self.check_client()
             if "Updating files" in self.log and function != "unlink":  # list-untouched, list-kept
                 assert not (self.installation.root / "list").exists(), "The list is left."
 
@@ -104,7 +104,7 @@ class Run:
         source, file = "new/" + name, "app/" + name
         new = "" if name == "two" and self.last_is_missing else "new-" + name
         backup = self.match(f"Renaming '{file}' as '({file}[^']*)") or "none"
-        if self.killed and not self.kept and (root / backup).is_file():  # what docs/reliability.md tells to do
+        if self.killed and not self.kept and (root / backup).is_file():  # the steps of docs/reliability.md
             if (root / file).exists() and not (root / source).exists():
                 os.rename(root / file, root / source)
             if not (root / file).exists():
@@ -127,18 +127,18 @@ class Run:
             expect("exit code", self.code, self.error, self.usual_code or self.error)
         else:
             script_unseen = [0] if "qvserver' does not exist" in self.log else []
-            leftover_unseen = [errno.EISDIR] if function in ("stat", "lstat") else []  # the one that can't be removed
+            leftover_unseen = [errno.EISDIR] if function in ("stat", "lstat") else []  # the one that cannot be removed
             expect("exit code", self.code, self.usual_code, *script_unseen, *leftover_unseen)
         assert self.kept if self.code == 0 else f"Error is {self.code}, '" in self.log, self.code
 
-    def check_what_client_was_told(self):
-        told = [call for call in self.installation.calls().split("; ") if call.startswith("client")]
+    def check_client(self):
+        calls = [call for call in self.installation.calls().split("; ") if call.startswith("client")]
         progress = self.installation.read("progress")
         values = progress.partition(":")[2].split()
         value_lost = re.search("Can't set no-inherit mode|Could not write to", self.log)
         unread = not progress or self.scenario == "ClientFailsEarly" or value_lost
         if self.code == 0 or self.kept:  # late-client
-            expect("calls", told, [] if "' 'progress' '" in self.log else ["client --post success"])
+            expect("calls", calls, [] if "' 'progress' '" in self.log else ["client --post success"])
             if not unread:
                 expect("progress", values, ["1", "33", "66", "100"])
             return
@@ -151,8 +151,8 @@ class Run:
         assert words in report, f"report\n  expected: {words}\n  actual:   {report}"
         form = f"client --post {action} --error " + (r"\d+" if outcome_failed else str(self.code))
         form += r" --entry app/\w+" if self.match(r"(context \['A[GH].*Closing)") else ""
-        if not outcome_failed or told not in ([], ["client --post success"]):
-            assert re.fullmatch(form, "; ".join(told)), f"calls\n  expected: {form}\n  actual:   {told}"
+        if not outcome_failed or calls not in ([], ["client --post success"]):
+            assert re.fullmatch(form, "; ".join(calls)), f"calls\n  expected: {form}\n  actual:   {calls}"
 
 
 def play(scenario, call, error):

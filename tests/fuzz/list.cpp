@@ -46,7 +46,7 @@ extern "C" int __wrap_unlink(const char* path) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const CurrentFolder folder;
+    static const TemporaryDirectory directory;
     static const std::string list = "/dev/fd/" + std::to_string(memfd_create("list", 0));
     if (memchr(data, '/', size) != nullptr) return -1;  // only files of the folder are ours to move
     logger_.mode_ = 0;

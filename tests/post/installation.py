@@ -1,5 +1,5 @@
-"""A temporary installation with children as child.sh has them, and runs of the program in it. The program and its
-children run in the folder of the installation, so that all names are short and relative."""
+"""A temporary installation whose children run child.sh, and runs of the program in it. The program and its children
+run in the directory of the installation, so that all names are short and relative."""
 
 import os
 import re
@@ -14,7 +14,7 @@ HERE = Path(__file__).resolve().parent
 TABLE = (HERE / "runs.txt").read_text()
 WORDS = dict(re.findall(r"^(\{\w+\}) = (.*)$", TABLE, re.M))
 TIME_LIMIT = 60  # seconds of a run
-# In memory, where flushing is quick, unless somebody knows a better place.
+# In memory, where flushing is quick, unless TMPDIR is set.
 PLACE = os.environ.get("TMPDIR") or ("/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
 
 
@@ -28,8 +28,8 @@ class Installation:
     def __init__(self, program="QVPOST"):
         self.program = os.environ[program]
         self.root = Path(tempfile.mkdtemp(prefix="qvpost-", dir=PLACE))
-        for folder in ("app", "new", "bin", "scripts/setup"):
-            os.makedirs(self.root / folder)
+        for directory in ("app", "new", "bin", "scripts/setup"):
+            os.makedirs(self.root / directory)
         for name in ("one", "two"):
             self.write("app/" + name, "old")
             self.write("new/" + name, "new-" + name)
@@ -44,7 +44,7 @@ class Installation:
         shutil.rmtree(self.root)
 
     def end(self):
-        """Kills the program and its children, unless the program was waited for: then they have ended, too."""
+        """Kills the program and its children, unless wait has returned: then they have ended."""
         if self.run.returncode is None:
             os.killpg(self.run.pid, signal.SIGKILL)
             self.run.wait()
@@ -57,7 +57,7 @@ class Installation:
         (self.root / name).write_text(text)
 
     def start(self, given):
-        """Starts the program as a row of runs.txt says."""
+        """Starts the program as described by a row of runs.txt."""
         self.write("list", expand(given.get("list", "{one}{two}")).replace("\\n", "\n"))
         environment = os.environ | {"PLAN": given.get("plan", ""), "FAULT": given.get("fault", "none 0 0")}
         environment |= {"QV_SYSTEM": expand(given.get("system", ".")), "NICENESS": str(os.nice(0))}
@@ -77,7 +77,7 @@ class Installation:
             )
 
     def wait(self):
-        """The exit code, or less than 0 for a signal. Until then all that have the standard output have ended, too."""
+        """Returns the exit code, or less than 0 for a signal, once all holders of the standard output have ended."""
         try:
             output = self.run.communicate(timeout=TIME_LIMIT)[0]
         except subprocess.TimeoutExpired:
@@ -88,13 +88,13 @@ class Installation:
         return self.run.returncode
 
     def check(self, expected):
-        """Waits for the program, and compares with what runs.txt says."""
+        """Waits for the program and compares the results with a row of runs.txt."""
         code, log = self.wait(), self.log()
         good, options = expected.get("exit", "0") == "0", expand(expected.get("options", "{usual}"))
-        compared = {  # what is usual, and what was
+        compared = {  # the default and the actual value
             "exit": ("0", str(code)),
             "calls": ("{all}" if good and "bin/server" in options else "", self.calls()),
-            "progress": ("{told}" if good and "bin/client" in options else "", self.read("progress")),
+            "progress": ("{sent}" if good and "bin/client" in options else "", self.read("progress")),
             "files": ("{new}" if good else "{old}", self.files()),
             "record": ("", self.read("list.record")),
             "given": ("0 1 2" if self.read("given") else "", " and ".join(self.given())),
@@ -109,34 +109,34 @@ class Installation:
             if not found:
                 differences.append(f"log\n  expected, behind the piece before it: {piece}")
         if "PostMain" in self.log() and (self.root / "list").exists() == ("Removing 'list'" in self.log()):
-            differences.append("list\n  the log says otherwise")
+            differences.append("list\n  the log differs")
         if differences:
             raise AssertionError("\n".join(differences) + "\n" + self.written())
 
     def written(self):
-        """What the program and its children wrote, for a failure."""
+        """The output of the program and its children, for the report of a failure."""
         children = "".join(f"  {name}: {self.read(name)}\n" for name in ("calls", "progress", "given"))
         return f"The children:\n{children}The log:\n{self.log()}"
 
     def log(self):
-        """Without times, "#" for what the system numbers."""
+        """The log without times, with "#" for numbers of the system."""
         stamp = r"^(\d+) (\d+) \d\d:\d\d:\d\d \d{3}\.\d{3} "
         text = re.sub(stamp, lambda ids: f"<{'main' if ids[1] == ids[2] else 'client'}> ", self.read("log"), flags=re.M)
         return re.sub(r"(with pid |thread with id )\d+", r"\1#", text)
 
     def counts(self):
-        """What shim.cpp counted."""
+        """The counters of shim.cpp."""
         return struct.unpack("4i", (self.root / "counts").read_bytes())
 
     def calls(self):
         return self.read("calls").removesuffix("; ")
 
     def given(self):
-        """What the children were given, each form of it once."""
+        """The distinct lines that the children wrote to "given"."""
         return {given.strip() for given in self.read("given").split(";")[:-1]}
 
     def files(self):
-        paths = [path for folder in ("app", "new") for path in (self.root / folder).iterdir()]
+        paths = [path for directory in ("app", "new") for path in (self.root / directory).iterdir()]
         return " ".join(
             sorted(f"{path.relative_to(self.root)}{'/' if path.is_dir() else '=' + path.read_text()}" for path in paths)
         )

@@ -19,44 +19,43 @@ def updater_is_awaited():
 
 
 def long_destinations_lose_nothing():
-    """Round the length at which the names of leftovers are cut. The neighbour has the name that a cut could leave. The
-    backup name may be taken by a folder, and not every length leaves another one. The folder is known before the long line.
-    """
+    """Paths around the length at which names of leftovers are cut. The neighbour has the name that a cut could leave. A
+    directory may have the backup name, and some lengths leave no other. An earlier line reads the directory."""
     for length, script, taken in itertools.product((1011, 1012, 1021, 1022, 1023), (0, 5), (False, True)):
         with Installation() as installation:
-            folder = f"{installation.root}/long" + 9 * ("/" + 90 * "d") + "/"
-            path = folder.ljust(length, "f")
-            os.makedirs(folder)
-            files = {path: "old", path[:-1]: "neighbour", folder + "two": "old"}
+            directory = f"{installation.root}/long" + 9 * ("/" + 90 * "d") + "/"
+            path = directory.ljust(length, "f")
+            os.makedirs(directory)
+            files = {path: "old", path[:-1]: "neighbour", directory + "two": "old"}
             if taken:
                 os.mkdir(path + ".temporary")
             elif length < 1022:
                 files[(path + ".temporary1")[:1022]] = "leftover"
             for name, text in files.items():
                 installation.write(name, text)
-            updates = f"source=new/two,destination={folder}two\\nsource=new/one,destination={path}"
+            updates = f"source=new/two,destination={directory}two\\nsource=new/one,destination={path}"
             options = {"options": "-s bin/server -f list", "plan": f"--update exit {script}"}
             installation.start(options | {"list": updates})
             code = errno.EISDIR if taken and length in (1012, 1022, 1023) else script
             assert installation.wait() == code, (length, script, taken)
-            left = [installation.read(folder + name) for name in sorted(os.listdir(folder))]
+            left = [installation.read(directory + name) for name in sorted(os.listdir(directory))]
             expected = ["neighbour", "old", "old"] if code else ["neighbour", "new-one", "new-two"]
             assert [text for text in left if text] == expected, (length, script, taken, left)
 
 
 def directories_that_were_read_change():
-    """What the run does to the names beside later destinations, in directories with several spellings, is the same for
-    a run that reads directories, one that cannot open them, and one that cannot read them to the end."""
+    """A run treats the names beside later destinations, in directories with several spellings, alike whether it reads
+    directories, cannot open them, or cannot read them to the end."""
     for fault in ("none 0 0", "opendir 1 13", "readdir 5 5"):
         check_directories(fault)
 
 
 def check_directories(fault):
     with Installation("FAULTS") as installation:
-        for folder in ("app", "app/d", "new", "new/d"):
-            os.makedirs(installation.root / folder, exist_ok=True)
+        for directory in ("app", "app/d", "new", "new/d"):
+            os.makedirs(installation.root / directory, exist_ok=True)
             for name in range(40):
-                installation.write(f"{folder}/{name}", f"{folder}/{name}")
+                installation.write(f"{directory}/{name}", f"{directory}/{name}")
         os.symlink("app", installation.root / "link")
         os.symlink("nowhere", installation.root / "app/6.temporary")
         installation.write("app/7.temporary9", "leftover")
@@ -81,7 +80,7 @@ def check_directories(fault):
 
 
 def a_directory_is_read_once():
-    """A read directory spares its lines the look-ups, and a file system is flushed once."""
+    """Lines in a directory that was read need no look-ups, and a file system is flushed once."""
     with Installation("FAULTS") as installation:
         names = [f"app/{number}" for number in range(60)]
         for name in names:

@@ -1,9 +1,8 @@
-// For the sanitizer builds: what a child that leaves through exit must not be blamed for. Its exit status is what
-// counts.
+// Excludes children from the reports of the sanitizers, which would change their exit status.
 #include "common/log/logger.h"
 
-// Its program can't be executed, and it has a copy of the records of threads that it doesn't have.
+// The program of such a child cannot be executed, and the child has records of threads that it lacks.
 extern "C" int __lsan_is_turned_off() { return logger_.mode_ == 0 ? 1 : 0; }
 
-// The Logger's mutex was locked when it was forked and was replaced since, which the sanitizer doesn't see.
+// The Logger's mutex was locked at the fork and replaced since, which the sanitizer does not detect.
 extern "C" const char* __tsan_default_options() { return "report_destroy_locked=0"; }

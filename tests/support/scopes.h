@@ -1,4 +1,4 @@
-// Scopes that tests share: what they change is put back, what they make is removed.
+// Scopes that tests share: each restores what it changes and removes what it makes.
 #pragma once
 #include <fcntl.h>
 #include <stdio_ext.h>
@@ -18,10 +18,10 @@ inline std::string ReadFile(const std::string& path) {
 
 inline void WriteFile(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
 
-/// A folder that removes itself, as the current one: its files need no path.
-struct CurrentFolder {
-    CurrentFolder() { std::filesystem::current_path(path); }
-    ~CurrentFolder() {
+/// A temporary directory, current while it exists, so that its files need no path.
+struct TemporaryDirectory {
+    TemporaryDirectory() { std::filesystem::current_path(path); }
+    ~TemporaryDirectory() {
         std::filesystem::current_path(old);
         std::filesystem::remove_all(path);
     }
@@ -30,12 +30,12 @@ struct CurrentFolder {
         mkdtemp((std::filesystem::temp_directory_path() / "qvpost-XXXXXX").string().data());
 };
 
-/// Everything that reaches the standard error meanwhile; a time-stamp prefix is shown as "@ ", an open descriptor's
-/// number as "N".
+/// The text that reaches the standard error during the scope. A time-stamp prefix is shown as "@ ", the number of an
+/// open descriptor as "N".
 struct LogCapture {
     LogCapture() { dup2(fileno(file), 2); }
     ~LogCapture() {
-        __fpurge(stderr);  // what waits there is nobody else's
+        __fpurge(stderr);  // the buffered text belongs to this capture
         dup2(old, 2);
         close(old);
         fclose(file);

@@ -22,8 +22,8 @@ int blocks = 0;  // of new[]
 
 class BeforeAndAfter : public testing::EmptyTestEventListener {
     static auto Resources() {
-        using Folder = std::filesystem::directory_iterator;
-        return blocks + std::distance(Folder("/proc/self/fd"), Folder());
+        using Directory = std::filesystem::directory_iterator;
+        return blocks + std::distance(Directory("/proc/self/fd"), Directory());
     }
     void OnTestStart(const testing::TestInfo&) override {
         logger_.mode_ = 1;
@@ -59,7 +59,7 @@ void snapshot::Compare(const char* file, int line, const std::string& shown) {
     static const std::regex end(R"(\);( *// =.*)?$)"), comment(" *// [=|].*"), code(".*//(?= [=|])|.*;");
     const Lines source = Split(ReadFile(file));
     auto first = source.begin() + line - 1;
-    while (!std::regex_search(*first, end)) ++first;  // a compiler may tell where the call begins
+    while (!std::regex_search(*first, end)) ++first;  // some compilers give the line where the call begins
     auto last = first + 1;
     while (last != source.end() && std::regex_match(*last, comment)) ++last;
 
