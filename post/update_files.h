@@ -15,6 +15,6 @@ void PostMainRollBack();
 /// backups and clears the updates. If the flush fails, the backups are kept. Failures are logged and ignored.
 void PostMainFreeUpdates();
 
-/// Deletes the record unless a file could not be restored, deleted or flushed. This is the last step of a run: a
-/// remaining record shows that the run was cut off, perhaps before the client was notified.
+/// Deletes the record unless a file could not be restored, deleted or flushed. This is the last step of a run: while
+/// the record exists, the client may not have been notified.
 void PostMainCommitRecord();

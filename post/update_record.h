@@ -1,5 +1,5 @@
 // The record that qvpost-list keeps beside the list of an update, to recover an interrupted run. Main thread, or the
-// thread that ends the run. Nothing here logs; a run without a record does the same.
+// thread that ends the run. Nothing here logs.
 #pragma once
 
 /// Opens the record of PostData::updateFile, if it exists, and holds a shared lock (flock(2)) on it until the process
