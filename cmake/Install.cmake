@@ -1,12 +1,12 @@
-# What `cmake --install` puts where, in two components: `program` (qvpost, qvpost-list and their manual) and `library` (qvcommon for
-# the programs of others).
+# What `cmake --install` puts where, in two components: `program` (qvpost, qvpost-list, the units and their documents)
+# and `library` (qvcommon for the programs of others).
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
 # qvpost goes into libexec/, out of the reach of PATH: updaters start it by its full path, nobody types it, and typed
 # without arguments in a shell that has QV_SYSTEM set it would run the setup script of that installation.
 install(TARGETS qvpost RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR} COMPONENT program)
-# qvpost-list is for people too, who check a list or mend an update.
+# qvpost-list is for people too, who check a list or recover an update.
 install(TARGETS qvpost-list RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
 
 # systemd looks for units below lib/, also where CMAKE_INSTALL_LIBDIR is another directory.
@@ -19,8 +19,8 @@ find_program(GZIP gzip REQUIRED)
 # Manual pages and change logs are installed compressed, without a time stamp, so that two builds are the same.
 function(install_compressed file destination name component)
   set(target ${PROJECT_BINARY_DIR}/compressed/${component}/${name}.gz)
-  get_filename_component(folder ${target} DIRECTORY)
-  file(MAKE_DIRECTORY ${folder})
+  get_filename_component(directory ${target} DIRECTORY)
+  file(MAKE_DIRECTORY ${directory})
   execute_process(COMMAND ${GZIP} -9nc ${file} OUTPUT_FILE ${target} COMMAND_ERROR_IS_FATAL ANY)
   set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
   install(FILES ${target} DESTINATION ${destination} COMPONENT ${component} ${ARGN})
@@ -37,17 +37,17 @@ foreach(document log recipes reliability systemd)
   install(FILES ${PROJECT_SOURCE_DIR}/docs/${document}.md DESTINATION ${program_doc} COMPONENT program OPTIONAL)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/docs/library.md DESTINATION ${library_doc} COMPONENT library)
-# The example of the library is a project of its own; that of the program an installation with its updater. Their
-# modes are stated: those of a copy of the sources depend on how it was made.
+# The example of the library is a project of its own; that of the program an installation with its updater. The
+# modes are stated, because those of a copy of the sources depend on how it was made; versions.sh is no program.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/library DESTINATION ${library_doc}/examples COMPONENT library
   OPTIONAL PATTERN "build*" EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/installation DESTINATION ${program_doc}/examples COMPONENT program
-  OPTIONAL PATTERN "*.sh" PERMISSIONS
+  OPTIONAL REGEX "/(revert|run|server|setup|updater)\\.sh$" PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${program_doc} changelog program)
 install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${library_doc} changelog library)
 
-# The library: `#include "common/log/logger.h"` is found below include/qvcommon, the folder that the target brings along.
+# The library: `#include "common/log/logger.h"` is found below include/qvcommon, the directory that the target adds.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qvcommon)
 install(TARGETS qvcommon EXPORT qvcommon-targets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library

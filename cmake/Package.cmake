@@ -1,5 +1,5 @@
-# `cpack -G DEB` makes qvpost and libqvcommon-dev. Configure with -DCMAKE_INSTALL_PREFIX=/usr, so that the folder of the
-# library is the one of the system.
+# `cpack -G DEB` makes qvpost and libqvcommon-dev. Configure with -DCMAKE_INSTALL_PREFIX=/usr, so that the directory of
+# the library is the one of the system.
 if(NOT PROJECT_IS_TOP_LEVEL)
   return()
 endif()
@@ -33,8 +33,8 @@ set(CPACK_COMPONENT_PROGRAM_DESCRIPTION "finish the installation of an update
 An updater that has unpacked new files starts qvpost and exits. qvpost then
 stops the server, renames every new file into its place, runs the setup
 script, starts the server again, and tells the client the outcome. When
-anything fails, every file is put back. qvpost-list makes the list that it
-works on, checks it, and mends an update that was cut off.")
+anything fails, every file is restored. qvpost-list makes the list that it
+works on, checks it, and recovers an update that was cut off.")
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "C++20 library of logs, processes, files and sockets
 The library that qvpost is written with: log streams and error reports,
 owned strings, a command-line option parser, option strings, child
@@ -61,11 +61,12 @@ foreach(component program library)
 
  -- @QVPOST_MAINTAINER@  @release_date@
 ")
-  install_compressed(${PROJECT_BINARY_DIR}/debian/${package}.changelog ${doc} changelog.Debian ${component} EXCLUDE_FROM_ALL)
+  install_compressed(${PROJECT_BINARY_DIR}/debian/${package}.changelog ${doc} changelog.Debian ${component}
+    EXCLUDE_FROM_ALL)
   install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright DESTINATION ${doc} COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
 
-# What lintian(1) is told to pass over, and why.
+# The tags that lintian(1) ignores, and why.
 set(override_program "# The packages come from the makers of the program: there is no request for them to close.
 qvpost: initial-upload-closes-no-bugs
 ")
