@@ -1,5 +1,5 @@
-# What `cmake --install` puts where, in two components: `program` (qvpost, qvpost-list and their manual) and `library` (qvcommon for
-# the programs of others).
+# What `cmake --install` puts where, in two components: `program` (qvpost, qvpost-list, the units and their documents)
+# and `library` (qvcommon for the programs of others).
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
@@ -42,7 +42,7 @@ install(FILES ${PROJECT_SOURCE_DIR}/docs/library.md DESTINATION ${library_doc} C
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/library DESTINATION ${library_doc}/examples COMPONENT library
   OPTIONAL PATTERN "build*" EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/installation DESTINATION ${program_doc}/examples COMPONENT program
-  OPTIONAL PATTERN "*.sh" PERMISSIONS
+  OPTIONAL REGEX "/(revert|run|server|setup|updater)\\.sh$" PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${program_doc} changelog program)
 install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${library_doc} changelog library)

@@ -61,7 +61,8 @@ foreach(component program library)
 
  -- @QVPOST_MAINTAINER@  @release_date@
 ")
-  install_compressed(${PROJECT_BINARY_DIR}/debian/${package}.changelog ${doc} changelog.Debian ${component} EXCLUDE_FROM_ALL)
+  install_compressed(${PROJECT_BINARY_DIR}/debian/${package}.changelog ${doc} changelog.Debian ${component}
+    EXCLUDE_FROM_ALL)
   install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright DESTINATION ${doc} COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
 

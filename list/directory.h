@@ -6,6 +6,7 @@
 #pragma once
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <map>
 #include <string>
 

@@ -2,6 +2,7 @@
 // run, or a recovery, may have been stopped between any two of its renames and deletions.
 #pragma once
 #include <array>
+#include <cstdint>
 #include <optional>
 
 #include "list/record.h"

@@ -8,6 +8,7 @@ import re
 import subprocess
 import sys
 
+from documents import SOURCE, text_of
 from installation import Installation
 
 LOG_PAGE = "docs/log.md"
@@ -49,11 +50,6 @@ NAMES = {
     "'list'": "'<list>'",
 }
 ANYTHING = "<(pid|thread|number|text|version|program)>"
-
-
-def text_of(path):
-    with open(path, encoding="utf-8") as file:
-        return file.read()
 
 
 def check_codes():
@@ -116,7 +112,7 @@ def check_run(name, block, log):
             sys.exit(f"{LOG_PAGE}: the run '{name}' writes other lines:\n" + "\n".join(difference))
 
 
-os.chdir(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+os.chdir(SOURCE)
 check_codes()
 blocks = dict(re.findall(r"```log (\w+)\n(.*?)```", text_of(LOG_PAGE), re.S))
 if set(blocks) != set(RUNS):

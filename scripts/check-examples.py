@@ -12,7 +12,7 @@ import subprocess
 import sys
 import tempfile
 
-from documents import SOURCE, block
+from documents import SOURCE, block, text_of
 
 QVPOST = os.path.realpath(sys.argv[1])
 LIBRARY = os.path.join(os.path.dirname(QVPOST), "../common/libqvcommon.a")
@@ -80,15 +80,19 @@ def update(root, *command):
     """Runs an updater, waits for the end of the run, and returns the updater's result and the line in update.log."""
     done = run(*command)
     subprocess.run(["flock", os.path.join(root, "update.lock"), "true"], check=True, timeout=120)
-    with open(os.path.join(root, "update.log"), encoding="utf-8") as log:
-        return done, log.read().splitlines()[-1]
+    return done, text_of(os.path.join(root, "update.log")).splitlines()[-1]
+
+
+def check_units():
+    for shell in re.findall(r"```(?:ba)?sh\n(.*?)```", text_of("docs/systemd.md"), re.S):
+        done = run("bash", "-n", input=shell.encode())
+        require(done.returncode == 0, shell, done)
 
 
 def check_versions():
     """The example, set up as the recipe says: a success, a failure, a kill, the way back, and what is refused."""
     root, updater = os.path.realpath("app"), os.path.join(EXAMPLE, "updater.sh")
-    with open(os.path.join(EXAMPLE, "setup.sh"), "rb") as file:
-        setup = {"scripts/setup/qvserver": file.read()}
+    setup = {"scripts/setup/qvserver": text_of(os.path.join(EXAMPLE, "setup.sh"))}
     version("app-1.4", {**setup, "share/app.conf": "default", "lib/old": "old"})
     version("app-1.5", {**setup, "share/app.conf": "changed", "lib": "a file now"})
     version("app-1.6", {**setup, "bin/qvserver": SERVER + '[ "$1" != --startup ]\n'})
@@ -99,12 +103,9 @@ def check_versions():
     done, last = update(root, updater, root, "app-1.5.tar.gz")
     require(done.returncode == 0 and "updated; version app-1.5" in last, done, last)
     require(snapshot(f"{root}/current") == snapshot("files/app-1.5"), "not exactly the new version")
-    for name, failure in ("app-1.6", "failed in 'startup' with error 1 "), (
-        "app-1.9",
-        "failed in 'update' with error 4 ",
-    ):
+    for name, failure in ("app-1.6", "'startup' with error 1 "), ("app-1.9", "'update' with error 4 "):
         done, last = update(root, updater, root, name + ".tar.gz")
-        require(failure in last and "the old server runs" in last, name, done, last)
+        require(f"failed in {failure}" in last and "the old server runs" in last, name, done, last)
         require(snapshot(f"{root}/current") == snapshot("files/app-1.5"), name, "not exactly the old version")
     for name, reason in ("app-1.4", "previous"), ("app-1.5", "current"), ("app-1.7", "damaged"), ("app-1.8", "match"):
         if not os.path.exists(name + ".tar.gz"):
@@ -116,8 +117,7 @@ def check_versions():
         require(done.returncode != 0 and reason in done.stderr.decode(), name, done)
     done, last = update(root, os.path.join(EXAMPLE, "revert.sh"), root)
     require("updated; version app-1.4" in last and snapshot(f"{root}/current") == snapshot("files/app-1.4"), done, last)
-    with open(os.path.join(root, "etc/app.conf"), encoding="utf-8") as file:
-        require(file.read() == "default", "the configuration was touched")
+    require(text_of(os.path.join(root, "etc/app.conf")) == "default", "the configuration was touched")
     check_rehearsal(root, "app-1.5.tar.gz")
 
 
@@ -163,6 +163,7 @@ with tempfile.TemporaryDirectory() as work:
     os.environ.pop("QV_SYSTEM", None)
     compiled(os.path.join(EXAMPLE, "client.cpp"), "qvclient")
     check_clients()
+    check_units()
     check_versions()
     check_single_files()
 print(f"The programs that the documents show: {tried} things tried")

@@ -5,18 +5,17 @@
 # Needs root, loop devices, mkfs.xfs for the file system that holds the images (a copy shares its blocks), and the mkfs
 # of each file system that is tried.
 #
-#   scripts/check-power-cut.sh BUILD [COPIES [FILESYSTEM...]]     the folder of a build; 100; ext4 xfs btrfs
+#   scripts/check-power-cut.sh BUILD [COPIES [FILESYSTEM...]]     the directory of a build; 100; ext4 xfs btrfs
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
 [ $# -gt 0 ] || fail "usage: check-power-cut.sh BUILD [COPIES [FILESYSTEM...]]"
-[ "$(id -u)" = 0 ] || fail "needs root"
 qvpost=$(realpath "$1/post/qvpost") list_program=$(realpath "$1/list/qvpost-list") copies=${2-100}
 shift $(($# < 2 ? $# : 2))
 [ $# -gt 0 ] || set -- ext4 xfs btrfs
-for tool in losetup mkfs.xfs "${@/#/mkfs.}"; do command -v "$tool" >/dev/null || fail "needs $tool"; done
+need_root losetup mkfs.xfs "${@/#/mkfs.}"
 
-files=600 # so many that the run takes longer than a copy
+files=600  # so many that the run takes longer than a copy
 work=$(mktemp -d)
 pool=$work/pool disk=$work/disk
 clean() {
@@ -29,27 +28,21 @@ trap clean EXIT
 trap 'exit 1' INT TERM
 mkdir "$pool" "$disk"
 
-# An installation with all that was found to be hard: several folders, files of several sizes, a leftover.
+# An installation with all that was found to be hard: several directories, files of several sizes, a leftover.
 prepare() {
     rm -rf "${disk:?}/app"
     mkdir -p "$disk"/app/{a,b,new/a,new/b}
     python3 - "$disk/app" "$files" "$1" <<'PYTHON'
-import hashlib, sys
+import sys
 root, files, seed = sys.argv[1], int(sys.argv[2]), sys.argv[3]
-names = [f"{'ab'[i % 2]}/file{i}" for i in range(files)]
-books = {"old": "", "new": ""}
-for i, name in enumerate(names):
+for i in range(files):
+    name = f"{'ab'[i % 2]}/file{i}"
     for version, path in (("old", name), ("new", "new/" + name)):
-        content = f"{version} {name} {seed}\n" * (1 + i % 97 * 5)
-        open(f"{root}/{path}", "w").write(content)
-        digest = hashlib.md5(content.encode()).hexdigest()
-        books[version] += f"{digest}  {name}\n"
-        if version == "new":
-            books["old"] += f"{digest}  {path}\n"
-open(f"{root}/a/file0.temporary3", "w").write("leftover")
-for version, text in books.items():
-    open(f"{root}/../{version}.md5", "w").write(text)
+        open(f"{root}/{path}", "w").write(f"{version} {name} {seed}\n" * (1 + i % 97 * 5))
 PYTHON
+    (cd "$disk/app" && find a b new -type f -exec md5sum {} +) >"$disk/old.md5"
+    (cd "$disk/app/new" && find a b -type f -exec md5sum {} +) >"$disk/new.md5"
+    echo leftover >"$disk/app/a/file0.temporary3"
     sync -f "$disk"
 }
 
@@ -61,27 +54,27 @@ is_whole() {
         [ "$(find "$disk/app" -path '*/file*' ! -name 'file0.temporary3' | wc -l)" = "$count" ]
 }
 
-# Recovers a copy and prints what that was: lost, not settled, or the way it was settled.
+# Recovers a copy and prints what that was: lost, not recovered, or the outcome.
 judge() {
     local version status=0
     $list_program recover "$disk/app/update.list.record" >"$work/steps" 2>&1 || status=$?
     version=$(tail -n 1 "$work/steps")
-    # A run deletes its record once everything is on the disk.
+    # A run removes its record after the last flush.
     [ "$version" != "nothing to recover" ] || version="new version"
     if [ "$status" != 0 ]; then
-        echo "not settled"
+        echo "not recovered"
     elif ! is_whole "${version% version}"; then
         echo "LOST"
     elif grep -q '^renaming' "$work/steps"; then
-        echo "brought back to the old version"
+        echo "recovered to the old version"
     elif grep -q "^removing '.*temporary" "$work/steps"; then
-        echo "tidied to the new version"
+        echo "backups removed, new version"
     else
         echo "$version already"
     fi
 }
 
-# Copies the image until the run is over, with the disk being flushed now and then, as other programs do it.
+# Copies the image until the run is over. The disk is flushed now and then, as other programs do it.
 copy_run() {
     local type=$1 run=$2 number=0 other
     prepare "$run"
@@ -125,6 +118,6 @@ for type; do
     rm "$pool/$type"
     say "$type: $(wc -l <"$work/judged") copies"
     sort "$work/judged" | uniq -c
-    ! grep -qE 'LOST|not settled' "$work/judged" || result=1
+    ! grep -qE 'LOST|not recovered' "$work/judged" || result=1
 done
 exit $result

@@ -16,9 +16,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
 
-parts=("$@")
-[ $# -gt 0 ] || parts=(bookworm trixie i386 arm64 armhf package)
-downloads=${DOWNLOADS:-/var/cache/qvpost-systems}
 child=
 formats=/proc/sys/fs/binfmt_misc
 
@@ -26,8 +23,9 @@ formats=/proc/sys/fs/binfmt_misc
 # it, and removes what is of another kind.
 supervise() {
     local part failed=()
+    [ $# -gt 0 ] || set -- bookworm trixie i386 arm64 armhf package
     need_root debootstrap
-    for part in "${parts[@]}"; do
+    for part; do
         case $part in
             bookworm | trixie | i386) ;;
             arm64 | armhf) [ -e "$(emulator "$part")" ] || fail "needs qemu-user-static" ;;
@@ -36,8 +34,6 @@ supervise() {
         esac
     done
     umask 022
-    mkdir -p "$downloads"
-    downloads=$(cd "$downloads" && pwd)
     work=$(mktemp -d "${TMPDIR:-/tmp}/qvpost-systems.XXXXXX")
     finish() {
         [ -z "$child" ] || kill -KILL "$child" 2>/dev/null || true  # and with it everything in its namespace
@@ -48,10 +44,10 @@ supervise() {
     }
     trap finish EXIT
     trap 'exit 1' INT TERM HUP
-    for part in "${parts[@]}"; do
+    for part; do
         say "$part"
         SECONDS=0
-        work=$work DOWNLOADS=$downloads unshare --mount --pid --fork --kill-child --mount-proc \
+        work=$work unshare --mount --pid --fork --kill-child --mount-proc \
             "$BASH" scripts/check-systems.sh --inside "$part" &
         child=$!
         local code=0
@@ -67,11 +63,11 @@ supervise() {
 # make_root SUITE [OPTION...]: a bare system with a copy of the sources, in $root.
 make_root() {
     root=$work/root
-    debian_root "$root" "$1" "$downloads" "${@:2}"
+    debian_root "$root" "$@"
     cp /etc/resolv.conf "$root/etc/resolv.conf"
     mount -t proc proc "$root/proc"
     mount --rbind /dev "$root/dev"
-    mount --bind "$downloads" "$root/var/cache/apt/archives"
+    mount --bind "$DOWNLOADS" "$root/var/cache/apt/archives"
     mkdir "$root/project"
     tar -c --exclude=./.git --exclude='./build*' . | tar -x -C "$root/project"
 }
@@ -151,7 +147,7 @@ package() {
 }
 
 if [ "${1-}" != --inside ]; then
-    supervise
+    supervise "$@"
     exit
 fi
 personality=

@@ -11,10 +11,14 @@ import sys
 SOURCE = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
 
 
+def text_of(path):
+    with open(os.path.join(SOURCE, path), encoding="utf-8") as file:
+        return file.read()
+
+
 def block(path, opening):
     """The first block of code behind a text; of a manual page as a reader sees it."""
-    with open(os.path.join(SOURCE, path), encoding="utf-8") as file:
-        text = file.read().split(opening, 1)[1]
+    text = text_of(path).split(opening, 1)[1]
     if path.startswith("man/"):
         return re.search(r"\.Bd -literal[^\n]*\n(.*?)\n\.Ed", text, re.S)[1].replace("\\e", "\\") + "\n"
     return re.search(r"```\w+\n(.*?)```", text, re.S)[1]

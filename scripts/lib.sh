@@ -89,9 +89,10 @@ check_demo() {
     [ "$(grep -c 'qvpost exited with [05]\.' <<<"$text")" = 3 ]
 }
 
-# debian_root DIRECTORY SUITE DOWNLOADS [OPTION...]: a small Debian, by debootstrap with these options. Its packages are
-# kept in DOWNLOADS for the next time; MIRROR names another archive than that of debootstrap.
+# debian_root DIRECTORY SUITE [OPTION...]: a small Debian, by debootstrap with these options. DOWNLOADS keeps its packages
+# for the next time; MIRROR names another archive than that of debootstrap.
 debian_root() {
-    quietly debootstrap --variant=minbase --cache-dir="$3" "${@:4}" "$2" "$1" ${MIRROR:+"$MIRROR"} ||
-        fail "debootstrap could not make a $2"
+    mkdir -p "${DOWNLOADS:=/var/cache/qvpost-systems}"
+    quietly debootstrap --variant=minbase --cache-dir="$(realpath "$DOWNLOADS")" "${@:3}" "$2" "$1" \
+        ${MIRROR:+"$MIRROR"} || fail "debootstrap could not make a $2"
 }
