@@ -58,8 +58,7 @@ public:
     void CheckNames(const std::string& list) {
         for (const auto& [key, file] : files_) {
             const File* const owner = FindByBackup(key);
-            if (owner == nullptr) continue;
-            Report(&file, " is a backup name of ", Words(*owner), " of line ", set_[owner->index].line);
+            if (owner != nullptr) Report(&file, " is a backup name of ", Words(*owner), " of line ", LineOf(*owner));
         }
         for (const auto& [key, notes] : notes_) {
             if (notes.line != 0) CheckLeftovers(key, notes.path, notes.line);
@@ -81,10 +80,11 @@ private:
         bool isOverlay = false;
     };
 
+    int LineOf(const File& file) const { return set_[file.index].line; }
     const std::string& Path(const File& file) const { return set_[file.index].Path(file.role); }
     std::string Words(const File& file) const { return kRoleNames[file.role] + (" " + Quote(Path(file))); }
     void Report(const File* file, const auto&... words) {
-        if (file != nullptr) diagnostics_.Error(set_[file->index].line, Words(*file), words...);
+        if (file != nullptr) diagnostics_.Error(LineOf(*file), Words(*file), words...);
     }
 
     const File* Find(const std::string& key) const {
@@ -103,7 +103,7 @@ private:
 
     void CheckFile(const File& file, int error, const FileInfo& info) {
         const Directory& directory = directories_.At(file.role);
-        const int line = set_[file.index].line;
+        const int line = LineOf(file);
         const bool isMount = (info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
         if (!Path(file).starts_with('/')) diagnostics_.Warning(line, Words(file), " is a relative name");
         if (file.role == kDestination && UpdateBackupIsCut(Path(file))) {
@@ -128,7 +128,7 @@ private:
     void CheckDirectory(const File& file, int line, const Directory& directory) {
         const auto [at, isFirst] = files_.try_emplace(directory.Key() + LastName(Path(file)), file);
         const File& first = at->second;
-        const int other = set_[first.index].line;
+        const int other = LineOf(first);
         const auto as = Path(file) == Path(first) ? "" : ", as " + Quote(Path(first));
         if (!isFirst && file.role == first.role) Report(&file, " stands on line ", other, " too", as);
         if (file.role != first.role) Report(&file, " is the ", kRoleNames[first.role], " of line ", other, as);
@@ -177,7 +177,7 @@ private:
             const File* const owner = FindByBackup(key + entry->d_name);
             // One that is a file of the list is an error.
             if (owner == nullptr || entry->d_type == DT_DIR || Find(key + entry->d_name) != nullptr) continue;
-            diagnostics_.Warning(set_[owner->index].line, Quote(path + (path == "/" ? "" : "/") + entry->d_name),
+            diagnostics_.Warning(LineOf(*owner), Quote(path + (path == "/" ? "" : "/") + entry->d_name),
                                  " is a leftover that the run will delete");
         }
     }

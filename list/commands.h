@@ -15,11 +15,9 @@ Status CheckCommand(const Arguments& arguments);
 Status RecoverCommand(const Arguments& arguments);
 
 /// Reads the status of every file of the set, fills in the identities, and reports; list is the path of the list. With
-/// missing, an update whose destination does not exist is no error: its source goes there, and the lines that are left
-/// are numbered anew.
+/// missing, an update without a destination is no error: its source goes there, and the other lines are renumbered.
 void CheckFiles(UpdateSet* set, const std::string& list, Directories* directories, Diagnostics* diagnostics,
                 std::vector<std::string>* missing);
 
-/// Locks a record that is about to be written. False when another process holds it, or when the update that it is of is
-/// not settled, which is printed.
+/// Locks a record that is about to be written. False when it is held or its update is not settled, which is printed.
 bool ReserveRecord(Record* record);

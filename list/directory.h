@@ -1,8 +1,6 @@
-// Files in directories that are opened component by component, so that nobody can lead the program elsewhere.
-//
-// When the effective user is root, every directory that is passed on the way or worked in must belong to root, and
-// nobody else may write to it; one that is only passed may be sticky. This holds for a directory that holds a symbolic
-// link of the path too, and a link in a sticky directory must belong to root.
+// Files in directories that are opened component by component, so that nobody can lead the program elsewhere. For root,
+// every directory on the way, also one that holds a symbolic link of the path, must belong to root and be writable by
+// nobody else; one that is only passed may be sticky, where a link of the path must belong to root.
 #pragma once
 #include <sys/stat.h>
 

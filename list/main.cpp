@@ -1,6 +1,7 @@
 // qvpost-list: makes, checks and recovers an update.
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <iostream>
@@ -38,7 +39,6 @@ bool IsAnswered(const char* word) {
     return isHelp || isVersion;
 }
 
-// argv[0] is the command's name.
 Status Run(const Command& command, int argc, char** argv) {
     Arguments arguments;
     for (;;) {
@@ -56,6 +56,9 @@ Status Run(const Command& command, int argc, char** argv) {
         return IsAnswered(argv[before]) ? kDone : Usage(command.name, " has no option ", Quote(argv[before]));
     }
     arguments.operands = argv + BSDoptind;
+    if (std::any_of(arguments.operands, argv + argc, [](const char* name) { return *name == '\0'; })) {
+        return Usage(command.name, " takes no empty name");
+    }
     if (argc - BSDoptind == command.operands) return command.run(arguments);
     return Usage(command.name, " takes ", command.operands, command.operands == 1 ? " name" : " names");
 }

@@ -21,13 +21,14 @@ std::string RealPath(const std::string& path) {
 
 // What precedes the names below a directory: its path, as it was given when that is absolute, and one slash.
 std::string Prefix(const std::string& directory) {
-    if (!directory.starts_with('/')) return RealPath(directory);
+    Directory opened;  // before the path loses its links
+    if (!directory.starts_with('/')) return opened.OpenOrPrint(directory) ? RealPath(directory) : "";
     return directory.substr(0, directory.find_last_not_of('/') + 1) + "/";
 }
 
 class Maker {
 public:
-    Maker(const char* fresh, const char* root) : fresh_(Prefix(fresh)), root_(Prefix(root)) {}
+    Maker(const char* fresh, const char* root) : fresh_(Prefix(fresh)), root_(fresh_.empty() ? "" : Prefix(root)) {}
     // Whether a directory is neither NEW nor below it.
     bool IsApart(const std::string& directory, const char* words) const {
         const auto inner = RealPath(directory), outer = RealPath(fresh_);
@@ -48,7 +49,7 @@ public:
             info.stx_mode = static_cast<uint16_t>(DTTOIF(entry->d_type));
             const int error = info.stx_mode == 0 ? StatAt(descriptor, entry->d_name, &info) : 0;
             if (error != 0) return PrintFileError("read the status of", fresh_ + found, error);
-            if (found.find_first_of(kUnlistable) != std::string::npos) {
+            if (found.find_first_of(kUnlistable) != std::string::npos || found.size() > kLongestName) {
                 return PrintError("cannot name ", Quote(fresh_ + found), " in a list");
             }
             if (S_ISREG(info.stx_mode) || S_ISLNK(info.stx_mode)) {
@@ -74,6 +75,8 @@ public:
 
     bool Make(const char* givenList, bool isMissingAllowed) {
         const auto list = givenList != nullptr ? givenList : root_ + "update.list";
+        if (list.empty() || list.ends_with(kUpdateRecordSuffix))
+            return PrintError(Quote(list), " is no name of a list");
         Directory top;
         Record record(list + kUpdateRecordSuffix);
         if (fresh_.empty() || root_.empty() || !IsApart(root_, " is or lies below ") ||
@@ -106,11 +109,10 @@ Status CheckCommand(const Arguments& arguments) {
     UpdateSet set;
     Diagnostics diagnostics(list);
     Directory directory;
-    if (!directory.OpenOrPrint(std::string(Dirname(list))) || !ListRead(directory, list, &set, &diagnostics)) {
-        return kUsage;
-    }
     Record record(list + kUpdateRecordSuffix);
-    if (arguments.flag && !ReserveRecord(&record)) return kRefused;
+    if (!directory.OpenOrPrint(std::string(Dirname(list)))) return kUsage;
+    if (arguments.flag && !ReserveRecord(&record)) return kRefused;  // no make replaces the list from here on
+    if (!ListRead(directory, list, &set, &diagnostics)) return kUsage;
     Directories directories;
     CheckFiles(&set, list, &directories, &diagnostics, nullptr);
     if (!diagnostics.Print()) return kRefused;

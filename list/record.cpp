@@ -49,10 +49,9 @@ bool TakeUpdate(char* line, UpdateSet* set) {
 
 // A line of the list with its newline; empty when a list cannot hold these names.
 std::string ListLine(const Update& update) {
-    constexpr size_t kLongest = 1023;  // bytes of a value
     std::string values[] = {update.source, update.destination};
     for (std::string& value : values) {
-        if (value.size() > kLongest || value.find_first_of(kUnlistable) != std::string::npos) return {};
+        if (value.size() > kLongestName || value.find_first_of(kUnlistable) != std::string::npos) return {};
         OptionEscape(value.data());
     }
     const auto line = "source=" + values[0] + ",destination=" + values[1] + "\n";
@@ -147,9 +146,7 @@ bool Record::Read(UpdateSet* set) const {
         line[strcspn(line, "\n")] = '\0';
         if (++number == 1) {
             isRight = isRight && strcmp(line, kFirstLine) == 0;
-            if (strcmp(line, kFormerFirstLine) == 0) {
-                return PrintError(Quote(path_), " is a record of version 1: recover with that version, or delete it");
-            }
+            if (strcmp(line, kFormerFirstLine) == 0) return PrintError(Quote(path_), " is a record of version 1.1.0");
         } else if (line == "end " + std::to_string(set->size())) {
             isEnded = true;
         } else {
@@ -169,6 +166,9 @@ bool Record::Write(const UpdateSet& set, const std::string& list) const {
         text += IdentityText(update.oldFile) + IdentityText(update.newFile) + line;
         if (!list.empty()) lines += line;
     }
+    const int former = list.empty() ? -1 : directory_.OpenFile(list, O_RDONLY);
+    if (former != -1) close(former);
+    if (former == -1 && !list.empty() && errno != ENOENT) return false;
     AtomicFile record(directory_, path_), listed(directory_, list);
     text += "end " + std::to_string(set.size()) + "\n";
     if (!record.Write(text) || (!list.empty() && !listed.Write(lines))) return false;

@@ -1,10 +1,8 @@
 // The two files of an update: its list, which qvpost reads, and its record, a text file beside it that names for each
 // line which file is the old and which the new one.
-//
 //     qvpost-list record 2
 //     <old file> <new file> source=<name>,destination=<name>
 //     end <the number of lines between>
-//
 // A file is its inode, its size or the word "birth", and the time of its modification or birth. The rest of the line is
 // one of the list, with absolute names. A run holds a shared lock on the record, this program an exclusive one.
 #pragma once
@@ -18,13 +16,13 @@ struct Update {
     std::string source, destination;
     FileIdentity oldFile, newFile;  ///< of the destination and of the source
     int line = 0;                   ///< from 1 on
-
     const std::string& Path(Role role) const { return role == kSource ? source : destination; }
 };
 using UpdateSet = std::vector<Update>;
 
-/// The bytes that a list cannot hold in a name.
+/// The bytes that a list cannot hold in a name, and how many of others it can.
 inline constexpr char kUnlistable[] = "\n\x1D\x1E\x1F";
+inline constexpr size_t kLongestName = 1023;
 
 /// Reads a list, which lies in the directory, as qvpost does. A line that qvpost would not take is an error of the
 /// diagnostics; the set gets the others. False when the list cannot be read, which is printed.

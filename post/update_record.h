@@ -3,7 +3,8 @@
 #pragma once
 
 /// Opens the record of PostData::updateFile, if it exists, and holds a shared lock (flock(2)) on it until the process
-/// ends. Meanwhile no other program recovers the update or creates one.
+/// ends. Meanwhile no other program recovers the update or creates one. Such a program that is at work is waited for,
+/// at most five seconds and until a signal requests the end of the run; then the run goes on without the record.
 void PostMainHoldRecord();
 
 /// Whether the record is held.
