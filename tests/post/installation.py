@@ -12,7 +12,7 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 TABLE = (HERE / "runs.txt").read_text()
-WORDS = dict(re.findall(r"^(\{\w+\}) = (.*)$", TABLE, re.M))
+WORDS = dict(re.findall(r"^(\{\w+\}) = (.*)$", TABLE.replace(" | {", "\n{"), re.M))
 TIME_LIMIT = 60  # seconds of a run
 # In memory, where flushing is quick, unless somebody knows a better place.
 PLACE = os.environ.get("TMPDIR") or ("/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
@@ -40,14 +40,11 @@ class Installation:
         return self
 
     def __exit__(self, *failure):
-        self.end()
-        shutil.rmtree(self.root)
-
-    def end(self):
         """Kills the program and its children, unless the program was waited for: then they have ended, too."""
         if self.run.returncode is None:
             os.killpg(self.run.pid, signal.SIGKILL)
             self.run.wait()
+        shutil.rmtree(self.root)
 
     def read(self, name):
         path = self.root / name
@@ -66,22 +63,14 @@ class Installation:
         commands = f"exec </dev/zero\n{expand(given.get('before', ':'))}\nexport PROGRAM=$$; exec env --default-signal "
         commands += f"{given.get('by', '')} {self.program} {expand(given.get('options', '{usual}'))}"
         with open(self.root / "log", "ab") as log:
-            shell = ["sh", "-c", commands]
-            self.run = subprocess.Popen(
-                shell,
-                cwd=self.root,
-                env=environment,
-                stdout=subprocess.PIPE,
-                stderr=log,
-                start_new_session=True,
-            )
+            streams = {"stdout": subprocess.PIPE, "stderr": log, "start_new_session": True}
+            self.run = subprocess.Popen(["sh", "-c", commands], cwd=self.root, env=environment, **streams)
 
     def wait(self):
         """The exit code, or less than 0 for a signal. Until then all that have the standard output have ended, too."""
         try:
             output = self.run.communicate(timeout=TIME_LIMIT)[0]
         except subprocess.TimeoutExpired:
-            self.end()
             raise AssertionError(f"It ran longer than {TIME_LIMIT} seconds and was killed.\n{self.written()}") from None
         assert output == b"", output
         assert not re.search("FD#-1|'-1' bytes", self.log()), self.log()
@@ -101,8 +90,7 @@ class Installation:
         }
         differences = []
         for what, (usual, actual) in compared.items():
-            wanted = expand(expected.get(what, usual))
-            if wanted != actual:
+            if (wanted := expand(expected.get(what, usual))) != actual:
                 differences.append(f"{what}\n  expected: {wanted}\n  actual:   {actual}")
         for piece in filter(None, expand(expected.get("log", "")).split(" + ")):
             _, found, log = log.partition(piece)
@@ -137,6 +125,5 @@ class Installation:
 
     def files(self):
         paths = [path for folder in ("app", "new") for path in (self.root / folder).iterdir()]
-        return " ".join(
-            sorted(f"{path.relative_to(self.root)}{'/' if path.is_dir() else '=' + path.read_text()}" for path in paths)
-        )
+        words = [f"{path.relative_to(self.root)}{'/' if path.is_dir() else '=' + path.read_text()}" for path in paths]
+        return " ".join(sorted(words))
