@@ -19,19 +19,14 @@ FileInfo Info(const FileIdentity& file) {
     return info;
 }
 
-std::optional<FileInfo> File(char holds, const Update& update) {
-    if (holds == '-') return {};
-    return Info(holds == 'o' || holds == 'b' ? update.oldFile
-                : holds == 'n'               ? update.newFile
-                                             : FileIdentity{3, 0, 0, 0});
-}
-
 LineState State(const std::string& letters) {
-    Update update;
-    update.oldFile = kOld;
-    update.newFile = letters.find('b') != std::string::npos ? kOld : kNew;
+    const Update update{"", "", kOld, letters.find('b') != std::string::npos ? kOld : kNew, 1};
     LineFiles files;
-    for (size_t name = 0; name < 3; ++name) files[name] = File(letters[name], update);
+    for (size_t name = 0; name < 3; ++name) {
+        const char holds = letters[name];
+        const FileIdentity file = holds == 'x' ? FileIdentity{3, 0, 0, 0} : holds == 'n' ? kNew : kOld;
+        if (holds != '-') files[name] = Info(file);
+    }
     return IdentifyFiles(update, files);
 }
 
@@ -69,11 +64,11 @@ TEST(ListPlan, DecidesByWhatTheNamesHold) {
 }
 
 TEST(ListPlan, KnowsAFileByAllOfItsIdentity) {
-    for (const FileIdentity& other : {FileIdentity{3, 100, 20, 5}, {2, 101, 20, 5}, {2, 100, 21, 5}, {2, 100, 20, 6}}) {
-        const LineFiles files{Info(other)};
-        EXPECT_EQ(IdentifyFiles({"", "", kOld, kNew, 1}, files).source, Holds::Other);
+    const Update update{"", "", kOld, kNew, 1};
+    for (const FileIdentity& other :
+         {FileIdentity{3, 100, 20, 5}, {2, 101, 20, 5}, {2, 100, 21, 5}, {2, 100, 20, 6}, {1, 100, 10, 6}}) {
+        EXPECT_EQ(IdentifyFiles(update, {Info(other)}).source, Holds::Other);
     }
-    EXPECT_EQ(IdentifyFiles({"", "", kOld, kNew, 1}, {Info({1, 100, 10, 6})}).source, Holds::Other);
 }
 
 }  // namespace
