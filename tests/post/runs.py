@@ -34,9 +34,9 @@ def long_destinations_lose_nothing():
                 files[(path + ".temporary1")[:1022]] = "leftover"
             for name, text in files.items():
                 installation.write(name, text)
-            updates = f"source=new/two,destination={folder}two\\nsource=new/one,destination={path}"
-            options = {"options": "-s bin/server -f list", "plan": f"--update exit {script}"}
-            installation.start(options | {"list": updates})
+            updates = f"source=new/two,destination={folder}two\nsource=new/one,destination={path}"
+            plan = f"--update exit {script}"
+            installation.start({"options": "-s bin/server -f list", "list": updates, "plan": plan})
             code = errno.EISDIR if taken and length in (1012, 1022, 1023) else script
             assert installation.wait() == code, (length, script, taken)
             left = [installation.read(folder + name) for name in sorted(os.listdir(folder))]
@@ -50,12 +50,11 @@ def directories_that_were_read_change():
     spares its lines the look-ups, and a file system is flushed once."""
     for fault, most_calls in (("stat 0 0", 150), ("syncfs 0 0", 1), ("opendir 1 13", 99), ("readdir 5 5", 999)):
         with Installation("FAULTS") as installation:
-            check_directories(installation, fault)
-            calls = installation.counts()[1]
-            assert calls <= most_calls, f"{fault}: expected at most {most_calls} calls, got {calls}"
+            move_beside_names(installation, fault)
+            assert installation.counts()[1] <= most_calls, (fault, installation.counts())
 
 
-def check_directories(installation, fault):
+def move_beside_names(installation, fault):
     root = installation.root
     for folder in ("app", "app/d", "new", "new/d"):
         os.makedirs(root / folder, exist_ok=True)
@@ -80,22 +79,16 @@ def check_directories(installation, fault):
     assert installation.read("app/d/9") == sources[-3]
 
 
-def find_row(name):
-    """Its line and its values."""
-    start = TABLE.index(f"\n{name} |") + 1
-    row = re.split(r"\n(?! )", TABLE[start:])[0]
-    cells = re.sub(r"\n +", " ", row).split(" | ")[1:]
-    return TABLE.count("\n", 0, start) + 1, {key: value for key, _, value in (cell.partition(" ") for cell in cells)}
-
-
-name = sys.argv[1]
-if name in globals():
-    globals()[name]()
+if sys.argv[1] in globals():
+    globals()[sys.argv[1]]()
 else:
-    line, row = find_row(name)
+    start = TABLE.index(f"\n{sys.argv[1]} |") + 1
+    cells = re.sub(r"\n +", " ", re.split(r"\n(?! )", TABLE[start:])[0]).split(" | ")[1:]
+    row = {key: value for key, _, value in (cell.partition(" ") for cell in cells)}
     with Installation("FAULTS" if "fault" in row else "QVPOST") as installation:
         installation.start(row)
         try:
             installation.check(row)
         except AssertionError as difference:
-            sys.exit(f"{HERE}/runs.txt:{line}: {name}: {difference}")
+            line = TABLE.count("\n", 0, start) + 1
+            sys.exit(f"{HERE}/runs.txt:{line}: {sys.argv[1]}: {difference}")
