@@ -71,4 +71,3 @@ for plan in "${plans[@]}"; do
     done
     break
 done
-exit 0
