@@ -80,7 +80,7 @@ class Run:
             expect("given", self.installation.given(), set(), {"0 1 2"})
         if not self.killed:
             may_stay = {"fcntl": 1, "pthread_create": 2}.get(function, 0)  # a stream that seemed closed, the pair
-            assert self.left <= may_stay, f"{self.left} descriptors or blocks of new[] are left."
+            assert self.left <= may_stay, f"{self.left} descriptors are left."
             self.check_code()
             self.check_what_client_was_told()
             if "Updating files" in self.log and function != "unlink":  # list-untouched, list-kept
@@ -114,7 +114,7 @@ class Run:
         assert self.kept if self.code == 0 else f"Error is {self.code}, '" in self.log, self.code
 
     def check_what_client_was_told(self):
-        told = re.findall("client --[^;]*", self.installation.calls())
+        told = re.findall("client --[^;]*", self.installation.read("calls"))
         progress = self.installation.read("progress")
         values = progress.partition(":")[2].split()
         value_lost = re.search("Can't set no-inherit mode|Could not write to", self.log)

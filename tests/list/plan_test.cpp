@@ -32,6 +32,7 @@ LineState State(const std::string& letters) {
 
 std::string Decided(const std::string& lines) {
     static constexpr const char* kOutcomes[] = {"not begun", "old", "new", "unknown", "unsettled"};
+    static constexpr const char* kStepWords[] = {"n", "o", "-backup", "-source"};
     std::vector<LineState> states;
     std::istringstream words(lines);
     for (std::string letters; words >> letters;) states.push_back(State(letters));
@@ -40,10 +41,7 @@ std::string Decided(const std::string& lines) {
     for (const LineState& state : states) {
         const uint8_t steps = StepsFor(outcome, state);
         if (steps != 0) text += " ";
-        if ((steps & kReturnNew) != 0) text += "n";
-        if ((steps & kRestoreOld) != 0) text += "o";
-        if ((steps & kRemoveBackup) != 0) text += "-backup";
-        if ((steps & kRemoveSource) != 0) text += "-source";
+        for (unsigned i = 0; i < 4; ++i) text += (steps >> i & 1U) != 0 ? kStepWords[i] : "";
     }
     return text;
 }

@@ -13,7 +13,6 @@ from pathlib import Path
 HERE = Path(__file__).resolve().parent
 TABLE = (HERE / "runs.txt").read_text()
 WORDS = dict(re.findall(r"^(\{\w+\}) = (.*)$", TABLE.replace(" | {", "\n{"), re.M))
-TIME_LIMIT = 60  # seconds of a run
 # In memory, where flushing is quick, unless somebody knows a better place.
 PLACE = os.environ.get("TMPDIR") or ("/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
 
@@ -69,9 +68,9 @@ class Installation:
     def wait(self):
         """The exit code, or less than 0 for a signal. Until then all that have the standard output have ended, too."""
         try:
-            output = self.run.communicate(timeout=TIME_LIMIT)[0]
+            output = self.run.communicate(timeout=60)[0]
         except subprocess.TimeoutExpired:
-            raise AssertionError(f"It ran longer than {TIME_LIMIT} seconds and was killed.\n{self.written()}") from None
+            raise AssertionError(f"It ran longer than 60 seconds and was killed.\n{self.written()}") from None
         assert output == b"", output
         assert not re.search("FD#-1|'-1' bytes", self.log()), self.log()
         return self.run.returncode
@@ -82,7 +81,7 @@ class Installation:
         good, options = expected.get("exit", "0") == "0", expand(expected.get("options", "{usual}"))
         compared = {  # what is usual, and what was
             "exit": ("0", str(code)),
-            "calls": ("{all}" if good and "bin/server" in options else "", self.calls()),
+            "calls": ("{all}" if good and "bin/server" in options else "", self.read("calls").removesuffix("; ")),
             "progress": ("{told}" if good and "bin/client" in options else "", self.read("progress")),
             "files": ("{new}" if good else "{old}", self.files()),
             "record": ("", self.read("list.record")),
@@ -115,9 +114,6 @@ class Installation:
     def counts(self):
         """What shim.cpp counted."""
         return struct.unpack("4i", (self.root / "counts").read_bytes())
-
-    def calls(self):
-        return self.read("calls").removesuffix("; ")
 
     def given(self):
         """What the children were given, each form of it once."""

@@ -4,18 +4,9 @@ import errno
 import itertools
 import os
 import re
-import subprocess
 import sys
 
 from installation import HERE, TABLE, Installation
-
-
-def updater_is_awaited():
-    with subprocess.Popen(["sleep", "0.7"]) as updater, Installation() as installation:
-        installation.start({"options": f"-f list -p {updater.pid}"})
-        updater.wait()
-        assert installation.wait() == 0
-        assert installation.log().count("Still waiting") <= 4, "It doesn't sleep for 200 milliseconds."
 
 
 def long_destinations_lose_nothing():
