@@ -13,28 +13,14 @@
 #include "post/update_files.h"
 #include "tests/support/scopes.h"
 
-namespace {
+static std::map<std::string, std::string> expected;  // name, content
+static bool collided;  // two lines mean one name, which a list must not do: then files can be lost
 
-using Files = std::map<std::string, std::string>;  // name, content
-
-Files expected;
-bool collided;  // two lines mean one name, which a list must not do: then files can be lost
-
-void NoteCollision(std::set<std::string> names) {
+static void NoteCollision(std::set<std::string> names) {
     const size_t others = names.size();
     for (const UpdateEntry* entry : postData_.updates) names.insert({entry->source, entry->destination, entry->backup});
     if (names.size() != 3 * postData_.updates.size() + others) collided = true;
 }
-
-Files Found() {
-    Files files;
-    for (const auto& file : std::filesystem::directory_iterator(".")) {
-        files[file.path().filename()] = ReadFile(file.path());
-    }
-    return files;
-}
-
-}  // namespace
 
 extern "C" int __real_unlink(const char* path);
 extern "C" int __wrap_unlink(const char* path) {
@@ -51,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (memchr(data, '/', size) != nullptr) return -1;  // only files of the folder are ours to move
     logger_.mode_ = 0;
     WriteFile(list, std::string(data, data + size));
-    for (const auto& [name, content] : Found()) std::filesystem::remove(name);
+    for (const auto& file : std::filesystem::directory_iterator(".")) std::filesystem::remove(file);
     expected.clear();
     for (const char* name : {"a", "b", "c", "d, e", "b.temporary", "c.temporary7", "c.temporary10"}) {
         WriteFile(name, expected[name] = name);
@@ -61,6 +47,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     PostMainReplaceFiles();
     NoteCollision({});
     PostMainRollBack();
-    if (!collided && Found() != expected) abort();
+    std::map<std::string, std::string> found;
+    for (const auto& file : std::filesystem::directory_iterator(".")) {
+        found[file.path().filename()] = ReadFile(file.path());
+    }
+    if (!collided && found != expected) abort();
     return 0;
 }

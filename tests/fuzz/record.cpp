@@ -16,11 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     logger_.mode_ = 0;
     WriteFile("record", text);
     std::filesystem::permissions("record", std::filesystem::perms{0600});
-    char name[] = "record";
-    char* operands[] = {name, nullptr};
-    Arguments arguments;
-    arguments.flag = true;
-    arguments.operands = operands;
-    if (RecoverCommand(arguments) == kUsage || !isSilent || ReadFile("record") != text) abort();
+    char name[] = "record", *operands[] = {name, nullptr};
+    if (RecoverCommand({.flag = true, .operands = operands}) == kUsage || !isSilent || ReadFile("record") != text)
+        abort();
     return 0;
 }

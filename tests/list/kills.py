@@ -10,7 +10,6 @@ import tempfile
 
 from installation import PLACE
 
-QVPOST, QVPOST_LIST = os.environ["FAULTS"], os.environ["LIST_FAULTS"]
 # Those that change files, and then the others, between which the files stay as they are.
 RUN_CALLS, RUN_READS = ["rename", "unlink"], ["stat", "fgets", "syncfs"]
 RECOVER_CALLS = ["renameat", "unlinkat", "syncfs", "fsync"]
@@ -19,16 +18,12 @@ PREPARED = """rm -rf app scripts; mkdir -p app/new scripts/setup
 for name in one two three; do printf old-$name >app/$name; printf new-$name-longer >app/new/$name; done;"""
 # What is done before the list is made, and between that and the run.
 SCENARIOS = {
-    "Succeeds": ("", ":"),
+    "Succeeds": (":", ":"),
     "FindsLeftovers": ("printf left | tee app/one.temporary app/two.temporary{3,10}; mkdir app/three.temporary", ":"),
     "RollsBack": ("ln -s /bin/false scripts/setup/qvplayer", ":"),
-    "MissesSource": ("", "rm app/new/two"),
+    "MissesSource": (":", "rm app/new/two"),
     "MeetsLinks": ("cd app; ln one one.temporary; ln -f two three; ln -sf nowhere new/three", ":"),
 }
-
-
-def shell(commands):
-    subprocess.run(["bash", "-c", commands], check=True, stdout=subprocess.DEVNULL)
 
 
 def content(name):
@@ -39,49 +34,43 @@ def content(name):
 
 
 def run(program, *arguments, fault="none 0"):
-    """The exit code, what it printed and said, and whether the call of the fault was made."""
+    """The exit code, the output, and whether the call of the fault was made."""
     environment = {"FAULT": f"{fault} 0", "QV_SYSTEM": "."}
-    ended = subprocess.run([program, *arguments], env=environment, capture_output=True, text=True)
-    return ended.returncode, ended.stdout, ended.stderr, struct.unpack("4i", open("counts", "rb").read())[2] > 0
+    ended = subprocess.run([os.environ[program], *arguments], env=environment, stdout=-1, stderr=-2, text=True)
+    return ended.returncode, ended.stdout, struct.unpack("4i", open("counts", "rb").read())[2] > 0
 
 
 def play(scenario, run_fault, recover_fault):
     """Whether the call of each fault was made."""
     before_list, before_run = SCENARIOS[scenario]
-    shell(PREPARED + before_list)
-    old = {name: content(name) for name in NAMES}
-    code, _, said, _ = run(QVPOST_LIST, "make", "app/new", "app")
-    assert code == 0, said
-    shell(before_run)
-    new = {name: content("new/" + name) for name in NAMES}
-    *_, run_met = run(QVPOST, "-f", "app/update.list", fault=run_fault)
-    *_, recover_met = run(QVPOST_LIST, "recover", "app/update.list.record", fault=recover_fault)
-    code, told, said, _ = run(QVPOST_LIST, "recover", "app/update.list.record")
+    commands = f"{PREPARED} ({before_list}) >made; $LIST_FAULTS make app/new app && {before_run}"
+    subprocess.run(["bash", "-c", commands], check=True)
+    old, new = ({name: content(below + name) for name in NAMES} for below in ("", "new/"))
+    *_, run_met = run("FAULTS", "-f", "app/update.list", fault=run_fault)
+    recover = "LIST_FAULTS", "recover", "app/update.list.record"
+    *_, recover_met = run(*recover, fault=recover_fault)
+    code, output, _ = run(*recover)
     is_new = content("one") == new["one"]
-    end = "new version\n" if is_new else "old version\n"
-    at = f"run killed at {run_fault}, recover at {recover_fault}: "
-    assert code == 0 and (told.endswith(end) or told == "nothing to recover\n"), at + told + said
-    for name in NAMES:
-        assert content(name) == (new if is_new else old)[name], at + name
-        assert content("new/" + name) == (None if is_new else new[name]), at + "new/" + name
-    left = {name for name in os.listdir("app") if "temporary" in name and content(name) not in ("left", None)}
-    may_stay = told == "old version\n" and None not in new.values()  # the run had not begun, or was rolled back
-    assert not left and (may_stay or not os.path.exists("app/update.list.record")), at + str(left or "a record is left")
+    expected = {name: (new if is_new else old)[name] for name in NAMES}
+    expected |= {"new/" + name: None if is_new else new[name] for name in NAMES}
+    found = {name: content(name) for name in expected}
+    may_stay = output == "old version\n" and None not in new.values()  # the run had not begun, or was rolled back
+    left = [name for name in os.listdir("app") if "temporary" in name and content(name) not in ("left", None)]
+    left += ["the record"] if os.path.exists("app/update.list.record") and not may_stay else []
+    is_right = code == 0 and output.endswith((f"{'new' if is_new else 'old'} version\n", "nothing to recover\n"))
+    at = f"run killed at {run_fault}, recover at {recover_fault}: {output}"
+    assert is_right and found == expected and not left, f"{at}expected: {expected}\nactual: {found}\nleft: {left}"
     return run_met, recover_met
 
 
-def main(scenario):
+with tempfile.TemporaryDirectory(dir=PLACE) as directory:
+    os.chdir(directory)
     for function in RUN_CALLS + RUN_READS:
         for fault in (f"{function} {call}" for call in itertools.count(1)):
-            if not play(scenario, fault, "none 0")[0]:
+            if not play(sys.argv[1], fault, "none 0")[0]:
                 break
             for recover_function in RECOVER_CALLS if function in RUN_CALLS else []:
                 calls = itertools.count(1)
-                while play(scenario, fault, f"{recover_function} {next(calls)}")[1]:
+                while play(sys.argv[1], fault, f"{recover_function} {next(calls)}")[1]:
                     continue
-
-
-with tempfile.TemporaryDirectory(dir=PLACE) as folder:
-    os.chdir(folder)
-    main(sys.argv[1])
     os.chdir("/")

@@ -19,24 +19,20 @@ FileInfo Info(const FileIdentity& file) {
     return info;
 }
 
-std::optional<FileInfo> File(char holds, const Update& update) {
-    if (holds == '-') return {};
-    return Info(holds == 'o' || holds == 'b' ? update.oldFile
-                : holds == 'n'               ? update.newFile
-                                             : FileIdentity{3, 0, 0, 0});
-}
-
 LineState State(const std::string& letters) {
-    Update update;
-    update.oldFile = kOld;
-    update.newFile = letters.find('b') != std::string::npos ? kOld : kNew;
+    const Update update{"", "", kOld, letters.find('b') != std::string::npos ? kOld : kNew, 1};
     LineFiles files;
-    for (size_t name = 0; name < 3; ++name) files[name] = File(letters[name], update);
+    for (size_t name = 0; name < 3; ++name) {
+        const char holds = letters[name];
+        const FileIdentity file = holds == 'x' ? FileIdentity{3, 0, 0, 0} : holds == 'n' ? kNew : kOld;
+        if (holds != '-') files[name] = Info(file);
+    }
     return IdentifyFiles(update, files);
 }
 
 std::string Decided(const std::string& lines) {
     static constexpr const char* kOutcomes[] = {"not begun", "old", "new", "unknown", "unsettled"};
+    static constexpr const char* kStepWords[] = {"n", "o", "-backup", "-source"};
     std::vector<LineState> states;
     std::istringstream words(lines);
     for (std::string letters; words >> letters;) states.push_back(State(letters));
@@ -45,10 +41,7 @@ std::string Decided(const std::string& lines) {
     for (const LineState& state : states) {
         const uint8_t steps = StepsFor(outcome, state);
         if (steps != 0) text += " ";
-        if ((steps & kReturnNew) != 0) text += "n";
-        if ((steps & kRestoreOld) != 0) text += "o";
-        if ((steps & kRemoveBackup) != 0) text += "-backup";
-        if ((steps & kRemoveSource) != 0) text += "-source";
+        for (unsigned i = 0; i < 4; ++i) text += (steps >> i & 1U) != 0 ? kStepWords[i] : "";
     }
     return text;
 }
@@ -69,11 +62,11 @@ TEST(ListPlan, DecidesByWhatTheNamesHold) {
 }
 
 TEST(ListPlan, KnowsAFileByAllOfItsIdentity) {
-    for (const FileIdentity& other : {FileIdentity{3, 100, 20, 5}, {2, 101, 20, 5}, {2, 100, 21, 5}, {2, 100, 20, 6}}) {
-        const LineFiles files{Info(other)};
-        EXPECT_EQ(IdentifyFiles({"", "", kOld, kNew, 1}, files).source, Holds::Other);
+    const Update update{"", "", kOld, kNew, 1};
+    for (const FileIdentity& other :
+         {FileIdentity{3, 100, 20, 5}, {2, 101, 20, 5}, {2, 100, 21, 5}, {2, 100, 20, 6}, {1, 100, 10, 6}}) {
+        EXPECT_EQ(IdentifyFiles(update, {Info(other)}).source, Holds::Other);
     }
-    EXPECT_EQ(IdentifyFiles({"", "", kOld, kNew, 1}, {Info({1, 100, 10, 6})}).source, Holds::Other);
 }
 
 }  // namespace

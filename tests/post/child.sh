@@ -23,15 +23,6 @@ await() { # FILE TEXT
     done
 }
 
-# Reads up to a value or a failure; to the end of the channel for 0.
-read_channel() {
-    local value
-    while read -r -d '' -u "$channel" value; do
-        printf ' %s' "$value" >>progress
-        if [ "$1" != 0 ] && [[ $value = "$1" || $value = -* ]]; then break; fi
-    done
-}
-
 kind=$1 channel=
 [ "$kind" != --post ] || kind=$2
 if [ "$kind" = progress ]; then
@@ -59,7 +50,12 @@ for plan in "${plans[@]}"; do
     [ "$planned" = "$kind" ] || continue
     while read -r command value words <<<"$words" && [ -n "$command" ]; do
         case $command in
-            until) read_channel "$value" ;;
+            until) # a value or a failure; for 0 the end of the channel
+                while read -r -d '' -u "$channel" got; do
+                    printf ' %s' "$got" >>progress
+                    if [ "$value" != 0 ] && [[ $got = "$value" || $got = -* ]]; then break; fi
+                done
+                ;;
             close) exec {channel}>&- && channel='' && printf ' %s' "$value" >>progress ;;
             # Waits until the progress thread, if there is one, has reported the end of its client.
             report) ! grep -q 'Created the progress' log || await log 'context [A' ;;
@@ -71,4 +67,3 @@ for plan in "${plans[@]}"; do
     done
     break
 done
-exit 0

@@ -12,9 +12,8 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 TABLE = (HERE / "runs.txt").read_text()
-WORDS = dict(re.findall(r"^(\{\w+\}) = (.*)$", TABLE, re.M))
-TIME_LIMIT = 60  # seconds of a run
-# In memory, where flushing is quick, unless TMPDIR is set.
+WORDS = dict(re.findall(r"^(\{\w+\}) = (.*)$", TABLE.replace(" | {", "\n{"), re.M))
+# In memory, where flushing is quick, unless somebody knows a better place.
 PLACE = os.environ.get("TMPDIR") or ("/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
 
 
@@ -40,14 +39,11 @@ class Installation:
         return self
 
     def __exit__(self, *failure):
-        self.end()
-        shutil.rmtree(self.root)
-
-    def end(self):
-        """Kills the program and its children, unless wait has returned: then they have ended."""
+        """Kills the program and its children, unless the program was waited for: then they have ended, too."""
         if self.run.returncode is None:
             os.killpg(self.run.pid, signal.SIGKILL)
             self.run.wait()
+        shutil.rmtree(self.root)
 
     def read(self, name):
         path = self.root / name
@@ -66,23 +62,15 @@ class Installation:
         commands = f"exec </dev/zero\n{expand(given.get('before', ':'))}\nexport PROGRAM=$$; exec env --default-signal "
         commands += f"{given.get('by', '')} {self.program} {expand(given.get('options', '{usual}'))}"
         with open(self.root / "log", "ab") as log:
-            shell = ["sh", "-c", commands]
-            self.run = subprocess.Popen(
-                shell,
-                cwd=self.root,
-                env=environment,
-                stdout=subprocess.PIPE,
-                stderr=log,
-                start_new_session=True,
-            )
+            streams = {"stdout": subprocess.PIPE, "stderr": log, "start_new_session": True}
+            self.run = subprocess.Popen(["sh", "-c", commands], cwd=self.root, env=environment, **streams)
 
     def wait(self):
         """Returns the exit code, or less than 0 for a signal, once all holders of the standard output have ended."""
         try:
-            output = self.run.communicate(timeout=TIME_LIMIT)[0]
+            output = self.run.communicate(timeout=60)[0]
         except subprocess.TimeoutExpired:
-            self.end()
-            raise AssertionError(f"It ran longer than {TIME_LIMIT} seconds and was killed.\n{self.written()}") from None
+            raise AssertionError(f"It ran longer than 60 seconds and was killed.\n{self.written()}") from None
         assert output == b"", output
         assert not re.search("FD#-1|'-1' bytes", self.log()), self.log()
         return self.run.returncode
@@ -93,16 +81,15 @@ class Installation:
         good, options = expected.get("exit", "0") == "0", expand(expected.get("options", "{usual}"))
         compared = {  # the default and the actual value
             "exit": ("0", str(code)),
-            "calls": ("{all}" if good and "bin/server" in options else "", self.calls()),
-            "progress": ("{sent}" if good and "bin/client" in options else "", self.read("progress")),
+            "calls": ("{all}" if good and "bin/server" in options else "", self.read("calls").removesuffix("; ")),
+            "progress": ("{told}" if good and "bin/client" in options else "", self.read("progress")),
             "files": ("{new}" if good else "{old}", self.files()),
             "record": ("", self.read("list.record")),
             "given": ("0 1 2" if self.read("given") else "", " and ".join(self.given())),
         }
         differences = []
         for what, (usual, actual) in compared.items():
-            wanted = expand(expected.get(what, usual))
-            if wanted != actual:
+            if (wanted := expand(expected.get(what, usual))) != actual:
                 differences.append(f"{what}\n  expected: {wanted}\n  actual:   {actual}")
         for piece in filter(None, expand(expected.get("log", "")).split(" + ")):
             _, found, log = log.partition(piece)
@@ -128,15 +115,11 @@ class Installation:
         """The counters of shim.cpp."""
         return struct.unpack("4i", (self.root / "counts").read_bytes())
 
-    def calls(self):
-        return self.read("calls").removesuffix("; ")
-
     def given(self):
         """The distinct lines that the children wrote to "given"."""
         return {given.strip() for given in self.read("given").split(";")[:-1]}
 
     def files(self):
-        paths = [path for directory in ("app", "new") for path in (self.root / directory).iterdir()]
-        return " ".join(
-            sorted(f"{path.relative_to(self.root)}{'/' if path.is_dir() else '=' + path.read_text()}" for path in paths)
-        )
+        paths = [path for folder in ("app", "new") for path in (self.root / folder).iterdir()]
+        words = [f"{path.relative_to(self.root)}{'/' if path.is_dir() else '=' + path.read_text()}" for path in paths]
+        return " ".join(sorted(words))

@@ -4,18 +4,9 @@ import errno
 import itertools
 import os
 import re
-import subprocess
 import sys
 
 from installation import HERE, TABLE, Installation
-
-
-def updater_is_awaited():
-    with subprocess.Popen(["sleep", "0.7"]) as updater, Installation() as installation:
-        installation.start({"options": f"-f list -p {updater.pid}"})
-        updater.wait()
-        assert installation.wait() == 0
-        assert installation.log().count("Still waiting") <= 4, "It doesn't sleep for 200 milliseconds."
 
 
 def long_destinations_lose_nothing():
@@ -33,9 +24,9 @@ def long_destinations_lose_nothing():
                 files[(path + ".temporary1")[:1022]] = "leftover"
             for name, text in files.items():
                 installation.write(name, text)
-            updates = f"source=new/two,destination={directory}two\\nsource=new/one,destination={path}"
-            options = {"options": "-s bin/server -f list", "plan": f"--update exit {script}"}
-            installation.start(options | {"list": updates})
+            updates = f"source=new/two,destination={folder}two\nsource=new/one,destination={path}"
+            plan = f"--update exit {script}"
+            installation.start({"options": "-s bin/server -f list", "list": updates, "plan": plan})
             code = errno.EISDIR if taken and length in (1012, 1022, 1023) else script
             assert installation.wait() == code, (length, script, taken)
             left = [installation.read(directory + name) for name in sorted(os.listdir(directory))]
@@ -44,75 +35,50 @@ def long_destinations_lose_nothing():
 
 
 def directories_that_were_read_change():
-    """A run treats the names beside later destinations, in directories with several spellings, alike whether it reads
-    directories, cannot open them, or cannot read them to the end."""
-    for fault in ("none 0 0", "opendir 1 13", "readdir 5 5"):
-        check_directories(fault)
+    """What the run does to the names beside later destinations, in directories with several spellings, is the same for
+    a run that reads directories, one that cannot open them, and one that cannot read them to the end. A read directory
+    spares its lines the look-ups, and a file system is flushed once."""
+    for fault, most_calls in (("stat 0 0", 150), ("syncfs 0 0", 1), ("opendir 1 13", 99), ("readdir 5 5", 999)):
+        with Installation("FAULTS") as installation:
+            move_beside_names(installation, fault)
+            assert installation.counts()[1] <= most_calls, (fault, installation.counts())
 
 
-def check_directories(fault):
-    with Installation("FAULTS") as installation:
-        for directory in ("app", "app/d", "new", "new/d"):
-            os.makedirs(installation.root / directory, exist_ok=True)
-            for name in range(40):
-                installation.write(f"{directory}/{name}", f"{directory}/{name}")
-        os.symlink("app", installation.root / "link")
-        os.symlink("nowhere", installation.root / "app/6.temporary")
-        installation.write("app/7.temporary9", "leftover")
-        installation.write("app/a.b", "app/a.b")
-        installation.write("app/a.b.Temporary", "not a leftover")
-        installation.write("new/d/9.temporary", "leftover")
-        destinations = [f"app/{name}" for name in range(12)]
-        destinations += "app/a.b link/12 app/12 app/../app/11 app/10.temporary app/10".split()
-        destinations += [f"app/d/{name}" for name in range(9)] + "app/d app/d/9 link/d/10 app/d/10".split()
-        sources = [f"new/{number}" for number in range(len(destinations))]
-        sources[-4] = "new/d"
-        pairs = zip(sources, destinations)
-        root = installation.root
-        updates = "".join(f"source={root}/{source},destination={root}/{destination}\n" for source, destination in pairs)
-        installation.start({"options": "-f list", "list": updates, "fault": fault})
-        assert installation.wait() == 0, fault
-        removed = "app/7.temporary9 app/12.temporary app/../app/11.temporary app/10.temporary app/d/9.temporary"
-        removed += " app/d/10.temporary"
-        found = re.findall(f"removed leftover '{root}/(.*)'", installation.log())
-        assert found == removed.split(), (fault, found)
-        assert installation.read("app/d/9") == sources[-3]
+def move_beside_names(installation, fault):
+    root = installation.root
+    for folder in ("app", "app/d", "new", "new/d"):
+        os.makedirs(root / folder, exist_ok=True)
+        for name in range(40):
+            installation.write(f"{folder}/{name}", f"{folder}/{name}")
+    os.symlink("app", root / "link")
+    os.symlink("nowhere", root / "app/6.temporary")
+    for name in ("app/7.temporary9", "app/a.b", "app/a.b.Temporary", "new/d/9.temporary"):
+        installation.write(name, name)
+    destinations = [f"app/{name}" for name in range(12)]
+    destinations += "app/a.b link/12 app/12 app/../app/11 app/10.temporary app/10".split()
+    destinations += [f"app/d/{name}" for name in range(9)] + "app/d app/d/9 link/d/10 app/d/10".split()
+    sources = [f"new/{number}" for number in range(len(destinations))]
+    sources[-4] = "new/d"
+    pairs = zip(sources, destinations)
+    updates = "".join(f"source={root}/{source},destination={root}/{destination}\n" for source, destination in pairs)
+    installation.start({"options": "-f list", "list": updates, "fault": fault})
+    assert installation.wait() == 0, fault
+    removed = "app/7.temporary9 app/12.temporary app/../app/11.temporary app/10.temporary app/d/9.temporary"
+    found = re.findall(f"removed leftover '{root}/(.*)'", installation.log())
+    assert found == [*removed.split(), "app/d/10.temporary"], (fault, found)
+    assert installation.read("app/d/9") == sources[-3]
 
 
-def a_directory_is_read_once():
-    """Lines in a directory that was read need no look-ups, and a file system is flushed once."""
-    with Installation("FAULTS") as installation:
-        names = [f"app/{number}" for number in range(60)]
-        for name in names:
-            installation.write(name, "old")
-            installation.write("new/" + name[4:], "new")
-        root = installation.root
-        updates = "".join(f"source={root}/new/{name[4:]},destination={root}/{name}\n" for name in names)
-        for call, limit in (("stat", 10), ("syncfs", 1)):
-            installation.start({"options": "-f list", "list": updates, "fault": f"{call} 0 0"})
-            assert installation.wait() == 0
-            calls = installation.counts()[1]
-            assert calls <= limit, f"{call}: expected at most {limit} calls, got {calls}"
-            for name in names:
-                installation.write("new/" + name[4:], "new")
-
-
-def find_row(name):
-    """Its line and its values."""
-    start = TABLE.index(f"\n{name} |") + 1
-    row = re.split(r"\n(?! )", TABLE[start:])[0]
-    cells = re.sub(r"\n +", " ", row).split(" | ")[1:]
-    return TABLE.count("\n", 0, start) + 1, {key: value for key, _, value in (cell.partition(" ") for cell in cells)}
-
-
-name = sys.argv[1]
-if name in globals():
-    globals()[name]()
+if sys.argv[1] in globals():
+    globals()[sys.argv[1]]()
 else:
-    line, row = find_row(name)
+    start = TABLE.index(f"\n{sys.argv[1]} |") + 1
+    cells = re.sub(r"\n +", " ", re.split(r"\n(?! )", TABLE[start:])[0]).split(" | ")[1:]
+    row = {key: value for key, _, value in (cell.partition(" ") for cell in cells)}
     with Installation("FAULTS" if "fault" in row else "QVPOST") as installation:
         installation.start(row)
         try:
             installation.check(row)
         except AssertionError as difference:
-            sys.exit(f"{HERE}/runs.txt:{line}: {name}: {difference}")
+            line = TABLE.count("\n", 0, start) + 1
+            sys.exit(f"{HERE}/runs.txt:{line}: {sys.argv[1]}: {difference}")
