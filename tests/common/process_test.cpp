@@ -28,7 +28,6 @@ TEST(ProcessCreate, PlacesStreamsAndClosesEachDescriptorOnce) {
     SHOW(Placed(-1, -1, -1));  // = "01234"
     SHOW(Placed(3, 4, 4));     // = "344"
     SHOW(Placed(2, -1, -1));   // = "21234"
-    SHOW(Placed(4, 0, 2));     // = "4423"
     SHOW(Placed(1, -1, 3));    // = "1134"
 }
 
@@ -38,16 +37,14 @@ static std::string Ran(std::vector<const char*> words, const char* const* enviro
     int status = -1, reported = -1, ends[2];
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
     words.push_back(nullptr);
-    fflush(nullptr);
-    waitpid(ProcessCreateReporting("", words.data(), environment, -1, fileno(out), -1, level, keep, ends[1]), &status,
-            0);
+    const int pid = ProcessCreateReporting("", words.data(), environment, -1, fileno(out), -1, level, keep, ends[1]);
+    waitpid(pid, &status, 0);
     close(ends[1]);
     EXPECT_GE(read(ends[0], &reported, sizeof reported), 0);
     close(ends[0]);
-    std::string text = std::to_string(ProcessExitCode(status)) + " " + std::to_string(reported) + " ";
-    text += ReadFile("/proc/self/fd/" + std::to_string(fileno(out)));
+    const std::string text = ReadFile("/proc/self/fd/" + std::to_string(fileno(out)));
     fclose(out);
-    return AnyErrno(text);
+    return AnyErrno(std::to_string(ProcessExitCode(status)) + " " + std::to_string(reported) + " " + text);
 }
 
 TEST(ProcessCreate, RunsTheFirstParameterUnderItsNameAndEnvironment) {
@@ -60,8 +57,8 @@ TEST(ProcessCreate, RunsTheFirstParameterUnderItsNameAndEnvironment) {
     SHOW(Ran({"nice", "nice"}, nullptr, ProcessPriorityLowest));          // = "0 -1 19\n"
     ASSERT_EQ(setegid(getuid() == 0 ? 65534 : getgid()) + seteuid(getuid() == 0 ? 65534 : getuid()), 0);
     EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr), "0 -1 " + std::to_string(geteuid()) + "\n");
-    EXPECT_EQ(Ran({"id", "id", "-g"}, nullptr, 0, 0), "0 -1 " + std::to_string(getgid()) + "\n");
-    EXPECT_EQ(Ran({"id", "id", "-u"}, nullptr, 0, 0), "0 -1 " + std::to_string(getuid()) + "\n");
+    const std::string real = "0 -1 " + std::to_string(getuid()) + " " + std::to_string(getgid()) + "\n";
+    EXPECT_EQ(Ran({"sh", "sh", "-c", "echo `id -u` `id -g`"}, nullptr, 0, 0), real);
     ASSERT_EQ(seteuid(getuid()) + setegid(getgid()), 0);
 }
 
@@ -76,11 +73,8 @@ TEST(ProcessCreate, FailuresLeaveTheirNumber) {
     // | @ Process: WARNING! Function execve() for 'nil' failed. | @ Process: WARNING! Error is 14 'Bad address'.
     SHOW((Failing("setpriority", EACCES), ProcessSetPriority(ProcessPriorityHighest)));  // = -1 EACCES
     // | @ Process: ERROR! Can't set priority to -20. | @ Process: ERROR! Error is 13 'Permission denied'.
-    SHOW((Failing("nice", EPERM), ProcessChangePriority(-5)));  // = -1 EPERM
-    // | @ Process: ERROR! Can't change priority by -5. | @ Process: ERROR! Error is 1 'Operation not permitted'.
-    SHOW(ProcessSetUserId(~0U));  // = -1 EINVAL | @ Process: ERROR! Can't set user id to -1.
-    // | @ Process: ERROR! Error is 22, Invalid argument.
-    SHOW(ProcessSetGroupId(~0U));  // = -1 EINVAL | @ Process: ERROR! Can't set group id to -1.
+    SHOW(ProcessSetUserId(~0U) + ProcessSetGroupId(~0U));  // = -2 EINVAL | @ Process: ERROR! Can't set user id to -1.
+    // | @ Process: ERROR! Error is 22, Invalid argument. | @ Process: ERROR! Can't set group id to -1.
     // | @ Process: ERROR! Error is 22, Invalid argument.
     SHOW(ProcessSetUserId(getuid()));                                                                // = 1
     SHOW(InChild([] { return ProcessSetPriority(18) + ProcessChangePriority(1) + nice(0); }) >> 8);  // = 21
@@ -113,29 +107,22 @@ TEST(Process, IsWatchedJudgedAndEnded) {
     microsecondsSlept = 0;
     SHOW(ProcessSleep(200), microsecondsSlept);                                                            // = 0 200000
     SHOW(InChild([] { return ProcessAbort(), 0; }) & 0x7F, InChild([] { return ProcessKillSelf(), 0; }));  // = 6 9
-    SHOW(ProcessDetach());                                                                                 // = 1
     SHOW((Failing("daemon", EAGAIN), ProcessDetach()));  // = -1 EAGAIN
     // | @ Process: WARNING! Detach from terminal failed.
     // | @ Provess: WARNING! Error is 11 'Resource temporarily unavailable'.
 }
 
 TEST(ProcessAccounts, AreLookedUp) {
-    passwd user;
     Owned text;
     SHOW(AnyErrno(ProcessUserIdByName("root")), ProcessGroupIdByName("root"));  // = 0 0
     SHOW(AnyErrno(ProcessUserNameById(text, 0)), text);                         // = 1 "root"
     SHOW(AnyErrno(ProcessGroupNameById(text = nullptr, 0)), text);              // = 1 "root"
-    text = "root";
-    SHOW(ProcessGroupIdByName(nullptr));  // = 4294967295 ENOENT
+    SHOW(ProcessGroupIdByName(nullptr));                                        // = 4294967295 ENOENT
     // | @ Process: ERROR! Can't get information for group 'nil'.
-    // | @ Process: ERROR! Error is 2, No such file or directory.
-    SHOW(ProcessUserNameById(text, 0x7FFFFFFD), text);  // = -1 ENOENT "root"
-    // | @ Process: ERROR! Can't get information for user id '2147483645'.
     // | @ Process: ERROR! Error is 2, No such file or directory.
     SHOW((Failing("getpwnam_r", ERANGE), ProcessUserIdByName("root")));  // = 4294967295 ERANGE
     // | @ Process: ERROR! Can't get information for user 'root'.
     // | @ Process: ERROR! Error is 34, Numerical result out of range.
-    SHOW(AnyErrno(ProcessGetUserByName("root", &user, text = nullptr)), user.pw_dir);  // = 1 "/root"
 }
 
 // A temporary name, its digits as one 0.
@@ -171,18 +158,16 @@ TEST(Signal, HandlersMasksAndTimersAreSet) {
     SHOW(SignalMask(77, &action.sa_mask, nullptr));  // = 22
     // | @ Signal: ERROR! Function pthread_sigmask failed. Error is 22 'Invalid argument'.
     itimerval timer = {{9, 9}, {9, 9}};
-    SignalClearTimer(&timer);
-    SHOW(SignalSetTimer(ITIMER_REAL, &timer, &timer), timer.it_value.tv_sec);  // = 0 0
-    SHOW(SignalSetTimer(77, &timer, nullptr));                                 // = -1 EINVAL
+    SHOW(SignalClearTimer(&timer), timer.it_value.tv_sec);  // = 0
+    SHOW(SignalSetTimer(77, &timer, nullptr));              // = -1 EINVAL
     // | @ Signal: ERROR! Call to setitimer failed. Error is 22 'Invalid argument'.
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGHUP);
-    sigaddset(&set, SIGUSR1);
     SHOW(SignalDumpSet(&set, nullptr, nullptr));  // = | @ Signal/Signal: 1, SIGHUP\tYes
     // | @ Signal/Signal: 2, SIGINT\tNo | @ Signal/Signal: 3, SIGQUIT\tNo | @ Signal/Signal: 4, SIGILL\tNo
     // | @ Signal/Signal: 6, SIGABRT\tNo | @ Signal/Signal: 8, SIGFPE\tNo | @ Signal/Signal: 9, SIGKILL\tNo
-    // | @ Signal/Signal: 10, SIGUSR1\tYes | @ Signal/Signal: 11, SIGSEGV\tNo | @ Signal/Signal: 12, SIGUSR2\tNo
+    // | @ Signal/Signal: 10, SIGUSR1\tNo | @ Signal/Signal: 11, SIGSEGV\tNo | @ Signal/Signal: 12, SIGUSR2\tNo
     // | @ Signal/Signal: 13, SIGPIPE\tNo | @ Signal/Signal: 14, SIGALRM\tNo | @ Signal/Signal: 15, SIGTERM\tNo
     // | @ Signal/Signal: 17, SIGCHLD\tNo | @ Signal/Signal: 18, SIGCONT\tNo | @ Signal/Signal: 19, SIGSTOP\tNo
     // | @ Signal/Signal: 20, SIGTSTP\tNo | @ Signal/Signal: 21, SIGTTIN\tNo | @ Signal/Signal: 22, SIGTTOU\tNo
@@ -199,12 +184,8 @@ TEST(Thread, IsCreatedJoinedAndCancelled) {
     SHOW(ThreadCreate(&handle, &id, Exit, &id), handle == id);  // = 1 1
     SHOW(ThreadJoin(handle, &result), result == &id);           // = 1 1
     ThreadCreate(&handle, &id, Pause, nullptr);
-    SHOW(ThreadCheck(handle));                                      // = 1
-    SHOW(ThreadSignal(handle, SIGWINCH));                           // = 1
-    SHOW(ThreadCancel(handle));                                     // = 1
-    SHOW(ThreadJoin(handle, &result), result == PTHREAD_CANCELED);  // = 1 1
-    ThreadCreate(&handle, &id, Pause, nullptr);
-    SHOW(ThreadStop(handle));  // = 1
+    SHOW(ThreadCheck(handle), ThreadSignal(handle, SIGWINCH));  // = 1 1
+    SHOW(ThreadStop(handle));                                   // = 1
     Failing creation("pthread_create", EAGAIN);
     SHOW(ThreadCreate(&handle, &id, Exit, nullptr), handle + 1, id + 1);  // = -1 EAGAIN 0 0
     // | @ Thread: ERROR! Thread creation failed. Error is 11 'Resource temporarily unavailable'.
@@ -212,7 +193,7 @@ TEST(Thread, IsCreatedJoinedAndCancelled) {
     // | @ Thread: ERROR! Thread join failed. Error is 35 'Resource deadlock avoided'.
     SHOW((Failing("pthread_kill", ESRCH), ThreadSignal(pthread_self(), 0)));  // = -1 ESRCH
     SHOW((Failing("pthread_kill", ESRCH), ThreadStop(pthread_self())));       // = 0
-    SHOW(ThreadSetCancelType(ThreadCancelAsynchronous), (pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &type), type));
-    // = 0 1
+    SHOW(ThreadSetCancelType(ThreadCancelAsynchronous), pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &type), type);
+    // = 0 0 1
     SHOW(ThreadSetCancelType(2));  // = 22 | @ Thread: ERROR! Invalid thread cancelability type '2'.
 }

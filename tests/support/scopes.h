@@ -10,7 +10,6 @@
 #include <fstream>
 #include <regex>
 #include <sstream>
-#include <string>
 
 inline std::string ReadFile(const std::string& path) {
     return (std::ostringstream() << std::ifstream(path).rdbuf()).str();

@@ -40,9 +40,8 @@ namespace snapshot {
 constexpr int kUnchanged = 4711;  ///< what errno is before every call
 
 void Compare(const char* file, int line, const std::string& shown);
-std::string Named(int error);
-std::string Text(const char* text);
-inline std::string Text(const std::string& text) { return Text(text.c_str()); }
+inline std::string Text(const std::string& text) { return testing::PrintToString(text); }
+inline std::string Text(const char* text) { return text != nullptr ? Text(std::string(text)) : "null"; }
 inline std::string Text(const Owned& owned) { return Text(owned.text); }
 std::string Text(auto number) requires std::is_arithmetic_v<decltype(number)> { return std::to_string(number); }
 
@@ -66,7 +65,7 @@ std::string Shown(Call call, Others others) {
         error = errno;
         text += " " + Text(result);
     }
-    if (error != kUnchanged) text += " " + Named(error);
+    if (error != kUnchanged) text.append(" ").append(strerrorname_np(error));
     return text + others() + "\n" + log.Text();
 }
 
