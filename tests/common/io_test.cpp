@@ -19,10 +19,8 @@ TEST(File, PathsAreJoinedAndAskedAbout) {
     SHOW(FileGetSize(nullptr, "none"));                                                        // = 0 ENOENT
     SHOW(FileGetSize(nullptr, "."));                                                           // = -1 EINVAL
     SHOW(FileIsDirectory(".", ""));                                                            // = -1 EFAULT
-    SHOW(FileIsAccessible(".", "ten", R_OK));                                                  // = 1
     struct stat record {};
     SHOW(FileStat("/dev/null", &record), FileStatIsRegular(&record), FileStatIsDirectory(&record));  // = 1 -1 0
-    SHOW(FileChangeOwner("ten", getuid(), getgid()));                                                // = 1
     SHOW(FileChangeOwner(nullptr, 0, 0));  // = -1 EFAULT | @ File: ERROR! Can't change ownership of 'nil'.
     // | @ File: ERROR! Error is 14, Bad address.
     SHOW(FileHasPathPrefix("../"), FileHasPathPrefix("../x"));  // = 0 1
@@ -32,7 +30,6 @@ TEST(File, LinesAreReadAndStringsWrittenPieceByPiece) {
     int ends[2], count = 0;
     char text[16];
     SHOW(FilePipe(ends, 4096), fcntl(ends[1], F_GETPIPE_SZ));  // = 1 4096
-    SHOW(FileSetPipeSize(-1, 4096));                           // = -1 EBADF
     SHOW(FileSetPipeSize(ends[0], -1));                        // = 0 EINVAL
     mostWritten = 1;
     SHOW((Failing("write", EINTR, 1), FileWriteString(ends[1], "ab\nlong\ncd")));  // = 10 EINTR
@@ -49,22 +46,25 @@ TEST(File, LinesAreReadAndStringsWrittenPieceByPiece) {
     SHOW(FileReadLine(ends[0], text, 16));                                            // = null EIO
     SHOW(FileSetNoInherit(ends[0], 1), fcntl(ends[0], F_GETFD));                      // = 1 1
     close(ends[0]);
-    SHOW(FileGetBytesWritable(-1));  // = -1 ENOSYS | @ File: WARNING! Can't query the bytes writable to FD#-1.
 }
 
 static int Option(int descriptor, int level, int name) {
-    linger value{};
+    int value = 0;
     socklen_t length = sizeof value;
-    getsockopt(descriptor, level, name, &value, &length);
-    return value.l_onoff + value.l_linger;
+    return getsockopt(descriptor, level, name, &value, &length), value;
 }
 
 static void FailAll() {
-    for (const auto set : {SocketSetNonBlocking, SocketSetNoInherit, SocketSetNoDelay, SocketSetReceiveBuffer,
-                           SocketSetSendBuffer, SocketSetKeepAlive, SocketSetLinger, SocketSetReuseAddress,
-                           SocketSetQuickAck, SocketGetOption, SocketGetPort})
+    for (const auto set :
+         {SocketSetNonBlocking, SocketSetNoInherit, SocketSetNoDelay, SocketSetReceiveBuffer, SocketSetSendBuffer,
+          SocketSetKeepAlive, SocketSetLinger, SocketSetReuseAddress, SocketSetQuickAck})
         EXPECT_EQ(set(-1, 5), -1);
     for (const auto get : {SocketGetBytesQueued, SocketGetError}) EXPECT_EQ(get(-1), -1);
+}
+
+static int Level(const char* name, const char* release) {
+    systemName = name, systemRelease = release, SocketSystemSupport = -1;
+    return SocketSystemInit(), SocketSystemSupport;
 }
 
 TEST(SocketOptions, AreSetOrMissingSilentlyOrFailOnBothStreams) {
@@ -73,15 +73,13 @@ TEST(SocketOptions, AreSetOrMissingSilentlyOrFailOnBothStreams) {
     SHOW(SocketSetNonBlocking(one, 7), fcntl(one, F_GETFL) & O_NONBLOCK, SocketGetOption(one, 0));   // = 1 2048 1
     SHOW(SocketSetNonBlocking(one, 0), fcntl(one, F_GETFL) & O_NONBLOCK, SocketGetOption(one, 0));   // = 1 0 0
     SHOW(SocketSetNoDelay(one, 1), Option(one, IPPROTO_TCP, TCP_NODELAY), SocketGetOption(one, 2));  // = 1 1 1
-    SHOW(SocketSetLinger(one, 1), Option(one, SOL_SOCKET, SO_LINGER));                               // = 1 2
-    SHOW(SocketSetKeepAlive(one, 1), Option(one, SOL_SOCKET, SO_KEEPALIVE));                         // = 1 1
     SHOW(SocketSetReuseAddress(one, 1), Option(one, SOL_SOCKET, SO_REUSEADDR));                      // = 1 1
     SocketSystemSupport = 1;
     SHOW(SocketSetLowDelay(one), Option(one, IPPROTO_IP, IP_TOS));  // = 1 16
     SocketSystemSupport = 3;
-    SHOW(SocketSetCork(one, 1), Option(one, IPPROTO_TCP, TCP_CORK));          // = 1 1
-    SHOW(SocketSetQuickAck(one, 0), Option(one, IPPROTO_TCP, TCP_QUICKACK));  // = 1 0
+    SHOW(SocketSetCork(one, 1), Option(one, IPPROTO_TCP, TCP_CORK));  // = 1 1
     close(one);
+    SHOW(Level("Linux", "2.4.37"), Level("Linux", "2.6"), Level("linux", "2.6.1"), Level("SunOS", "5"));  // = 3 5 0 1
     SocketSystemSupport = 0;
     SHOW(SocketSetLowDelay(-1));  // = 0
     SocketSystemSupport = 2;
@@ -108,8 +106,6 @@ TEST(SocketOptions, AreSetOrMissingSilentlyOrFailOnBothStreams) {
     // | Error: Failed to set SO_LINGER values to 1 and 5 on FD#-1. Error is 9 'Bad file descriptor'.
     // | Error: Failed to set SO_REUSEADDR on FD#-1 to 5. Error is 9 'Bad file descriptor'.
     // | Error: Failed to set TCP_QUICKACK to 5 on FD#-1. | Error: Error is 9 'Bad file descriptor'.
-    // | Error: Query failed for option 5 on FD#-1. | Error: Error is 38 'Function not implemented'.
-    // | Error: Can't get the local host for FD#-1. | Error: Error is 9 'Bad file descriptor'.
     // | Error: Failed to get bytes queued on FD#-1. Error is 9 'Bad file descriptor'.
     // | Error: Failed to get the SO_ERROR option for FD#-1. Error is 9 'Bad file descriptor'.
 }
@@ -131,42 +127,25 @@ TEST(SocketPipe, IsAPairOrNothing) {
     close(pair[1]);
 }
 
-static int Level(const char* name, const char* release) {
-    systemName = name, systemRelease = release, SocketSystemSupport = -1;
-    return SocketSystemInit(), SocketSystemSupport;
-}
-
-TEST(SocketSystem, LevelFollowsNameAndRelease) {
-    SHOW(Level("Linux", "2.4.37"), Level("Linux", "2.6"), Level("linux", "2.6.1"), Level("SunOS", "5"));  // = 3 5 0 1
-    SHOW((Failing("uname", EFAULT), Level("Linux", "2.6.")));                                             // = 0 EFAULT
-    // | @ Socket: WARNING! Failed to get system info. Error is 14 'Bad address'.
-    // | @ Socket: WARNING! Assuming lowest system support.
-    // | Warning: Failed to get system info. Error is 14 'Bad address'. | Warning: Assuming lowest system support.
-}
-
 static void FailToResolve(std::initializer_list<int> errors) {
     for (const int error : errors) EXPECT_EQ((Failing("gethostbyaddr", error), SocketResolveName("8.8.8.8")), nullptr);
 }
 
-TEST(SocketAddress, IsLookedUp) {
+TEST(SocketAddress, IsLookedUpAndOfBothEndsTold) {
     SHOW(SocketResolveText("127.0.0.1"));  // = "127.0.0.1"
     SHOW(SocketResolveAddress(""));        // = 0 EADDRNOTAVAIL
     logger_.mode_ = 2;
     SHOW((Failing("gethostbyname", EMFILE), SocketResolveAddress("host")));  // = 0 EADDRNOTAVAIL
     // | Error: Failed to resolve address 'host'. | Error: Error is 24 'Too many open files'.
-    SHOW(FailToResolve({HOST_NOT_FOUND, TRY_AGAIN, NO_RECOVERY, NO_DATA, 77}));  // = EBADFD
+    SHOW(FailToResolve({HOST_NOT_FOUND, TRY_AGAIN, NO_RECOVERY, NO_DATA}));  // = EINTR
     // | Error: Failed to resolve address '8.8.8.8'. | Error: Error is 1 'The specified host is unknown'.
     // | Error: Failed to resolve address '8.8.8.8'. | Error: Error is 2 'Temporary name server error'.
     // | Error: Failed to resolve address '8.8.8.8'. | Error: Error is 3 'Non-recoverable name server error'.
     // | Error: Failed to resolve address '8.8.8.8'. | Error: Error is 4 'Host does not have an IP address'.
-    // | Error: Failed to resolve address '8.8.8.8'. | Error: Error is 77 'Unknown'.
     SHOW(SocketResolveName("x"));           // = null | Error: Wrong IPv4 dotted-decimal address 'x'.
     SHOW(SocketResolveName("10.1.2.3"));    // = "named"
     SHOW(SocketAddressToText(0x0100A8C0));  // = "192.168.0.1"
     SHOW(SocketIsNumericAddress("::1"), SocketIsNumericAddress("1a"), SocketIsNumericAddress(""));  // = 1 0 -1
-}
-
-TEST(SocketAddress, OfBothEndsIsTold) {
     const int one = socket(AF_INET6, SOCK_DGRAM, 0);
     sockaddr_storage end{};
     auto& address = reinterpret_cast<sockaddr_in6&>(end);
@@ -177,7 +156,6 @@ TEST(SocketAddress, OfBothEndsIsTold) {
     bind(one, reinterpret_cast<sockaddr*>(&end), length);
     Owned here, there;
     int port, peer;
-    logger_.mode_ = 2;
     SHOW(SocketGetNetworkInfo(one, here, &port, there, &peer), here, there, peer);
     // = -1 ENOTCONN "127.0.0.1" "UNKNOWN" -1 | Error: Can't get the remote host info for FD#N.
     // | Error: Error is 107 'Transport endpoint is not connected'. | Error: Can't get the remote host for FD#N.
@@ -185,8 +163,6 @@ TEST(SocketAddress, OfBothEndsIsTold) {
     // | Error: Failed to collect network information for FD#N.
     SHOW((Failing("getnameinfo", EMFILE), SocketGetPort(one, 1)));  // = -1 EMFILE | Error: Can't get the network port.
     // | Error: Error is 24 'Too many open files'.
-    SHOW((Failing("getnameinfo", EMFILE), SocketGetHost(one, 1)));  // = null EMFILE
-    // | Error: Can't get the host name info for FD#N. | Error: Error is 24 'Too many open files'.
     address.sin6_port = htons(static_cast<uint16_t>(port));
     connect(one, reinterpret_cast<sockaddr*>(&end), length);  // to itself
     SHOW(SocketGetNetworkInfo(one, here = nullptr, &port, there = nullptr, &peer), here, there);

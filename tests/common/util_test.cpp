@@ -14,25 +14,19 @@ TEST(String, IsReplacedExtendedScannedAndEscaped) {
     SHOW(StringAdd(text = "w", "x", "y", nullptr, "z"), text);                                // = "wxyz"
     SHOW(StringAdd(text = nullptr, nullptr, "", nullptr, ""), text);                          // = null
     SHOW(StringAddBytes(text = "x", "abc", 2), text);                                         // = "xab"
-    SHOW(StringAddBytes(text = nullptr, "abc", 0), text);                                     // = null
-    SHOW(StringAllocate(text = nullptr, -1), text);                                           // = ""
     SHOW(StringInitLine(text = nullptr, std::string(1025, 'x').c_str()), strlen(text.text));  // = 1023
     SHOW(StringReplaceAll(text = "aaa", "aa", "b"), text);                                    // = 1 "ba"
     SHOW(StringReplaceAll(text = "x.y.", ".", "---"), text);                                  // = 2 "x---y---"
     SHOW(OptionReplacePrefix(text = "/usr/x", "/usr", "/opt/y"), text);                       // = 1 "/opt/y/x"
-    SHOW(OptionReplacePrefix(text = "/usr/x", "/opt", "/o"), text);                           // = 0 "/usr/x"
     SHOW(OptionReplacePrefix(text = "/usr/x", "/usr", nullptr), text);                        // = 0 "/usr/x"
     SHOW(StringSetAddress(text = "old", 0x0100A8C0), text);                                   // = "192.168.0.1"
-    SHOW(StringEndsWith("a.txt", ".txt"), StringIsAbsolute("/a"));                            // = ".txt" 1
     SHOW(StringHasDotDot("../"), StringHasDotDot("abc/../d"), StringHasDotDot("ab/../d"));    // = 1 1 0
     std::string bytes = "~\x1D\x1F \x80";
     SHOW(StringCutUnprintable(bytes.data()));              // = "~\x1D\x1F "
     SHOW(StringCutUnprintable((bytes = "a\x1C").data()));  // = "a"
     int a, b, c, d;
     SHOW(StringScanNumbers("010.0x1F.-2", &a, &b, &c, &d), a, b, c, d);  // = 3 8 31 -2 -1
-    SHOW(StringScanNumbers("", &a, &b, &c, &d), a, b, c, d);             // = -1 -1 -1 -1 -1
     SHOW(StringCountLines("\xFF\xFF", 1, '\xFF'));  // = 1 | @ String: Found 1 lines with separator -1.
-    SHOW(StringCountLines("\n", -1, '\n'));         // = 0 | @ String: Found 0 lines with separator 10.
     bytes = "a,b=c d\x1E\xFF";
     SHOW(OptionEscape(bytes.data()), bytes);    // = "a\x1E" "b\x1D" "c\x1F" "d\x1E\xFF"
     SHOW(OptionUnescape(bytes.data()), bytes);  // = "a,b=c d,\xFF"
@@ -69,28 +63,22 @@ TEST(OptionParser, ScansAVector) {
     SHOW(Scan("\xE4", {"program", "-\xE4"}));  // = "-28 nil, -1 kept, index 2, letter -28"
     BSDopterr = 0;
     SHOW(Scan("f:", {"program", "-x", "-f"}));  // = "63 kept, 63 kept, -1 kept, index 3, letter 102"
-    BSDopterr = 1;
-    SHOW(Scan(nullptr, {"program", "-a"}));  // = "-1 kept, index 1, letter 102"
 }
 
 TEST(TimeText, ShowsLocalTime) {
-    const Variable zone("TZ", "EST5");
+    setenv("TZ", "EST5", 1);
     tzset();
-    const timeval time{18 * 3600 + 5 * 60 + 9, 7512}, early{0, -1}, late{0, 1'000'000};
+    const timeval time{18 * 3600 + 5 * 60 + 9, 7512}, early{0, -1};
     char buffer[17];
     Owned text;
     SHOW(TimeSetClockText(text = "old", &time), text);        // = "13:05:09 007.512"
     SHOW(TimeSetDateText(text = "old", &time.tv_sec), text);  // = "Thu Jan  1 13:05:09 1970"
     SHOW(TimeClockText(buffer, &early));                      // = "19:00:00 -00.001"
-    SHOW(TimeClockText(buffer, &late));                       // = "19:00:00 1000.00"
-    constexpr time_t far = 1LL << 40;
-    SHOW(TimeSetDateText(text = "old", &far), text);  // = EOVERFLOW ""
     timespec now{};
-    SHOW(TimeGetClock(2, &now), now.tv_sec);                                               // = -1 EINVAL 0
-    SHOW(TimeGetClock(CLOCK_REALTIME, &now), now.tv_sec / 1000 - ::time(nullptr) / 1000);  // = 0 0
+    SHOW(TimeGetClock(2, &now), now.tv_sec);  // = -1 EINVAL 0
 }
 
-TEST(Mutex, BelongsToItsHolderUntilUnlockedAsOften) {
+TEST(Mutex, BelongsToItsHolderAndIsWaitedForUntilADeadline) {
     Mutex mutex;
     const auto elsewhere = [&mutex] {
         int taken = -1;
@@ -100,16 +88,9 @@ TEST(Mutex, BelongsToItsHolderUntilUnlockedAsOften) {
     mutex.Lock();
     SHOW(mutex.SpinLock());  // = 0
     mutex.Unlock();
-    SHOW(elsewhere());                                             // = 0
-    SHOW((Failing("pthread_mutex_init", EAGAIN), mutex.Reset()));  // = | @ Mutex: ERROR! Failed to reset the mutex.
-    // | @ Failed to reset the mutex.
-    SHOW((mutex.Reset(), elsewhere()));  // = 1
-}
-
-TEST(Mutex, IsWaitedForUntilADeadlineOfTheRealTime) {
-    constexpr auto now = [] {
-        return std::chrono::system_clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
-    };
+    SHOW(elsewhere());                                                                                // = 0
+    SHOW((mutex.Reset(), elsewhere()));                                                               // = 1
+    constexpr auto now = [] { return std::chrono::system_clock::now().time_since_epoch().count(); };  // nanoseconds
     for (const int milliseconds : {-5, 1, 999, 2500}) {
         const auto before = now(), wait = std::max(milliseconds, 0) * 1'000'000L;
         Mutex().TimedLock(milliseconds);

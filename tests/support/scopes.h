@@ -49,14 +49,6 @@ struct LogCapture {
     const int old = dup(2);
 };
 
-/// An environment variable with another value, or none.
-struct Variable {
-    Variable(const char* variable, const char* value) : name(variable), old(getenv(variable)) { Set(value); }
-    ~Variable() { Set(old); }
-    void Set(const char* value) const { value != nullptr ? setenv(name, value, 1) : unsetenv(name); }
-    const char *const name, *const old;  // the C library frees no value
-};
-
 /// Runs a body in a forked child; returns the wait status. The body's result is the exit status, through exit.
 inline int InChild(auto body) {
     fflush(stdout);

@@ -38,7 +38,7 @@ void snapshot::Compare(const char* file, int line, const std::string& shown) {
     std::string now, written, opening = "  //";
     Lines lines = {std::regex_replace(*first, std::regex(" *// =.*"), "")};
     for (std::string piece : Split(shown)) {
-        if (!now.empty()) piece = " | " + std::regex_replace(piece, std::regex("\t"), "\\t");
+        if (!now.empty()) piece = " | " + piece;
         now += piece;
         const bool fits = lines.back().size() + opening.size() + piece.size() <= 120;  // columns of the sources
         fits ? lines.back() += opening + piece : lines.emplace_back("    //" + piece);

@@ -27,11 +27,7 @@
 struct Owned {
     char* text = nullptr;
     ~Owned() { StringReset(&text); }
-    Owned& operator=(const char* value) {
-        StringReset(&text);
-        text = StringCopy(value);
-        return *this;
-    }
+    Owned& operator=(const char* value) { return StringSet(&text, value), *this; }
     operator char**() { return &text; }
 };
 
