@@ -10,7 +10,7 @@
 #include "common/log/logger.h"
 #include "tests/common/failing_calls.h"
 
-TEST(File, PathsAreJoinedAndAskedAbout) {
+TEST(File, PathsAreReadAndStringsWrittenPieceByPiece) {
     const CurrentFolder folder;
     WriteFile("ten", "0123456789");
     SHOW(Owned{FileJoinPath("/tmp/", "a")});                                                   // = "/tmp//a"
@@ -19,18 +19,10 @@ TEST(File, PathsAreJoinedAndAskedAbout) {
     SHOW(FileGetSize(nullptr, "none"));                                                        // = 0 ENOENT
     SHOW(FileGetSize(nullptr, "."));                                                           // = -1 EINVAL
     SHOW(FileIsDirectory(".", ""));                                                            // = -1 EFAULT
-    struct stat record {};
-    SHOW(FileStat("/dev/null", &record), FileStatIsRegular(&record), FileStatIsDirectory(&record));  // = 1 -1 0
-    SHOW(FileChangeOwner(nullptr, 0, 0));  // = -1 EFAULT | @ File: ERROR! Can't change ownership of 'nil'.
-    // | @ File: ERROR! Error is 14, Bad address.
-    SHOW(FileHasPathPrefix("../"), FileHasPathPrefix("../x"));  // = 0 1
-}
-
-TEST(File, LinesAreReadAndStringsWrittenPieceByPiece) {
+    SHOW(FileHasPathPrefix("../"), FileHasPathPrefix("../x"));                                 // = 0 1
     int ends[2], count = 0;
     char text[16];
     SHOW(FilePipe(ends, 4096), fcntl(ends[1], F_GETPIPE_SZ));  // = 1 4096
-    SHOW(FileSetPipeSize(ends[0], -1));                        // = 0 EINVAL
     mostWritten = 1;
     SHOW((Failing("write", EINTR, 1), FileWriteString(ends[1], "ab\nlong\ncd")));  // = 10 EINTR
     SHOW((Failing("write", EAGAIN), FileWriteString(ends[1], "ef")));              // = 0 EAGAIN
@@ -44,7 +36,6 @@ TEST(File, LinesAreReadAndStringsWrittenPieceByPiece) {
     SHOW(FileReadLine(ends[0], text, 2) - text, text);                                // = 1 "\n"
     SHOW(FileReadLine(ends[0], text, 16) - text, text);                               // = 3 EIO "cdg"
     SHOW(FileReadLine(ends[0], text, 16));                                            // = null EIO
-    SHOW(FileSetNoInherit(ends[0], 1), fcntl(ends[0], F_GETFD));                      // = 1 1
     close(ends[0]);
 }
 
@@ -132,8 +123,7 @@ static void FailToResolve(std::initializer_list<int> errors) {
 }
 
 TEST(SocketAddress, IsLookedUpAndOfBothEndsTold) {
-    SHOW(SocketResolveText("127.0.0.1"));  // = "127.0.0.1"
-    SHOW(SocketResolveAddress(""));        // = 0 EADDRNOTAVAIL
+    SHOW(SocketResolveAddress(""));  // = 0 EADDRNOTAVAIL
     logger_.mode_ = 2;
     SHOW((Failing("gethostbyname", EMFILE), SocketResolveAddress("host")));  // = 0 EADDRNOTAVAIL
     // | Error: Failed to resolve address 'host'. | Error: Error is 24 'Too many open files'.
@@ -142,10 +132,8 @@ TEST(SocketAddress, IsLookedUpAndOfBothEndsTold) {
     // | Error: Failed to resolve address '8.8.8.8'. | Error: Error is 2 'Temporary name server error'.
     // | Error: Failed to resolve address '8.8.8.8'. | Error: Error is 3 'Non-recoverable name server error'.
     // | Error: Failed to resolve address '8.8.8.8'. | Error: Error is 4 'Host does not have an IP address'.
-    SHOW(SocketResolveName("x"));           // = null | Error: Wrong IPv4 dotted-decimal address 'x'.
-    SHOW(SocketResolveName("10.1.2.3"));    // = "named"
-    SHOW(SocketAddressToText(0x0100A8C0));  // = "192.168.0.1"
-    SHOW(SocketIsNumericAddress("::1"), SocketIsNumericAddress("1a"), SocketIsNumericAddress(""));  // = 1 0 -1
+    SHOW(SocketResolveName("x"));         // = null | Error: Wrong IPv4 dotted-decimal address 'x'.
+    SHOW(SocketResolveName("10.1.2.3"));  // = "named"
     const int one = socket(AF_INET6, SOCK_DGRAM, 0);
     sockaddr_storage end{};
     auto& address = reinterpret_cast<sockaddr_in6&>(end);
@@ -161,8 +149,6 @@ TEST(SocketAddress, IsLookedUpAndOfBothEndsTold) {
     // | Error: Error is 107 'Transport endpoint is not connected'. | Error: Can't get the remote host for FD#N.
     // | Error: Error is 107 'Transport endpoint is not connected'.
     // | Error: Failed to collect network information for FD#N.
-    SHOW((Failing("getnameinfo", EMFILE), SocketGetPort(one, 1)));  // = -1 EMFILE | Error: Can't get the network port.
-    // | Error: Error is 24 'Too many open files'.
     address.sin6_port = htons(static_cast<uint16_t>(port));
     connect(one, reinterpret_cast<sockaddr*>(&end), length);  // to itself
     SHOW(SocketGetNetworkInfo(one, here = nullptr, &port, there = nullptr, &peer), here, there);

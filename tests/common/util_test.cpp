@@ -18,25 +18,15 @@ TEST(String, IsReplacedExtendedScannedAndEscaped) {
     SHOW(StringReplaceAll(text = "aaa", "aa", "b"), text);                                    // = 1 "ba"
     SHOW(StringReplaceAll(text = "x.y.", ".", "---"), text);                                  // = 2 "x---y---"
     SHOW(OptionReplacePrefix(text = "/usr/x", "/usr", "/opt/y"), text);                       // = 1 "/opt/y/x"
-    SHOW(OptionReplacePrefix(text = "/usr/x", "/usr", nullptr), text);                        // = 0 "/usr/x"
-    SHOW(StringSetAddress(text = "old", 0x0100A8C0), text);                                   // = "192.168.0.1"
-    SHOW(StringHasDotDot("../"), StringHasDotDot("abc/../d"), StringHasDotDot("ab/../d"));    // = 1 1 0
     std::string bytes = "~\x1D\x1F \x80";
     SHOW(StringCutUnprintable(bytes.data()));              // = "~\x1D\x1F "
     SHOW(StringCutUnprintable((bytes = "a\x1C").data()));  // = "a"
     int a, b, c, d;
     SHOW(StringScanNumbers("010.0x1F.-2", &a, &b, &c, &d), a, b, c, d);  // = 3 8 31 -2 -1
     SHOW(StringCountLines("\xFF\xFF", 1, '\xFF'));  // = 1 | @ String: Found 1 lines with separator -1.
-    bytes = "a,b=c d\x1E\xFF";
-    SHOW(OptionEscape(bytes.data()), bytes);    // = "a\x1E" "b\x1D" "c\x1F" "d\x1E\xFF"
-    SHOW(OptionUnescape(bytes.data()), bytes);  // = "a,b=c d,\xFF"
-    const std::string longest(1023, 'x'), tooLong(1024, 'x');
-    SHOW(OptionCheckValue(longest.c_str(), 0), OptionCheckValue(tooLong.c_str(), 0));            // = 1 -1
-    SHOW(OptionCheckValue(tooLong.c_str(), UINT32_MAX), OptionCheckValue(nullptr, UINT32_MAX));  // = 1 -1
-    SHOW(OptionCheckPair("key", "value", 6));                                                    // = 1
-    SHOW(OptionCheckPair("key", "value", 5), OptionCheckPair("k=y", "value", 6));                // = -1 -1
-    SHOW(OptionMatchName("linker", "link"), OptionParseNumber("09x"), OptionParseNumber(":"));   // = 0 9 -1
-    SHOW(OptionParseNumber("99999999999999999999"));                                             // = 2147483647 ERANGE
+    SHOW(OptionCheckPair("key", "value", 6));       // = 1
+    SHOW(OptionCheckPair("key", "value", 5), OptionCheckPair("k=y", "value", 6));               // = -1 -1
+    SHOW(OptionMatchName("linker", "link"), OptionParseNumber("09x"), OptionParseNumber(":"));  // = 0 9 -1
 }
 
 // A whole scan: each answer with its argument, which is "kept" where nothing was stored, and what the globals hold.
@@ -68,14 +58,10 @@ TEST(OptionParser, ScansAVector) {
 TEST(TimeText, ShowsLocalTime) {
     setenv("TZ", "EST5", 1);
     tzset();
-    const timeval time{18 * 3600 + 5 * 60 + 9, 7512}, early{0, -1};
-    char buffer[17];
+    const timeval time{18 * 3600 + 5 * 60 + 9, 7512};
     Owned text;
     SHOW(TimeSetClockText(text = "old", &time), text);        // = "13:05:09 007.512"
     SHOW(TimeSetDateText(text = "old", &time.tv_sec), text);  // = "Thu Jan  1 13:05:09 1970"
-    SHOW(TimeClockText(buffer, &early));                      // = "19:00:00 -00.001"
-    timespec now{};
-    SHOW(TimeGetClock(2, &now), now.tv_sec);  // = -1 EINVAL 0
 }
 
 TEST(Mutex, BelongsToItsHolderAndIsWaitedForUntilADeadline) {

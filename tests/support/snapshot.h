@@ -1,13 +1,10 @@
 // Snapshots: calls with their results beside them, in the source of the test.
 //
-//     SHOW(StringReplaceAll(text = "aaa", "aa", "b"), text);  // = 1 "ba"
 //     SHOW(ProcessSetUserId(~0U));  // = -1 EINVAL | @ Process: ERROR! Can't set user id to -1.
 //     // | @ Process: ERROR! Error is 22, Invalid argument.
 //
-// Shown are the result of the call, the name of the errno that it left if it changed it, the values that are named
-// behind the call, and each line that it wrote on the standard error behind a '|'. Line breaks in the comment do not
-// matter. A difference fails the test and is printed as a patch, which scripts/snapshots.sh applies. Every test begins
-// with the whole log switched on.
+// Shown are the result, the errno if the call changed it, the values that are named behind the call, and each line on
+// the standard error behind a '|'. A difference is printed as a patch, which scripts/snapshots.sh applies.
 #pragma once
 #include <gtest/gtest.h>
 
