@@ -34,7 +34,6 @@ CALL(int, pthread_create, (pthread_t * a, const pthread_attr_t* b, void* (*c)(vo
      real(a, b, c, d))
 CALL(int, pthread_mutex_timedlock, (pthread_mutex_t * a, const timespec* b), 0, (deadline = *b, real(a, b)))
 CALL(ssize_t, read, (int a, void* b, size_t c), Failed(-1), real(a, b, c))
-CALL(int, setsockopt, (int a, int b, int c, const void* d, socklen_t e), Failed(-1), real(a, b, c, d, e))
 CALL(int, socketpair, (int a, int b, int c, int* d), (*d = 1, Failed(-1)), real(a, b, c, d))  // leaves a foreign number
 CALL(int, uname, (utsname * a), Failed(-1), (strcpy(a->sysname, systemName), strcpy(a->release, systemRelease), 0))
 CALL(int, usleep, (useconds_t a), Failed(-1), (microsecondsSlept += a, 0))

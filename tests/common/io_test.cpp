@@ -16,10 +16,8 @@ TEST(File, PathsAreReadAndStringsWrittenPieceByPiece) {
     SHOW(Owned{FileJoinPath("/tmp/", "a")});                                                   // = "/tmp//a"
     SHOW(Owned{FileJoinPath(nullptr, "")});                                                    // = null
     SHOW(FileIsDirectory("", "."), FileIsRegular(".", "ten"), FileIsRegular("/dev", "null"));  // = 1 1 0
-    SHOW(FileGetSize(nullptr, "none"));                                                        // = 0 ENOENT
     SHOW(FileGetSize(nullptr, "."));                                                           // = -1 EINVAL
     SHOW(FileIsDirectory(".", ""));                                                            // = -1 EFAULT
-    SHOW(FileHasPathPrefix("../"), FileHasPathPrefix("../x"));                                 // = 0 1
     int ends[2], count = 0;
     char text[16];
     SHOW(FilePipe(ends, 4096), fcntl(ends[1], F_GETPIPE_SZ));  // = 1 4096
@@ -76,9 +74,8 @@ TEST(SocketOptions, AreSetOrMissingSilentlyOrFailOnBothStreams) {
     SocketSystemSupport = 2;
     SHOW(SocketSetCork(-1, 1), SocketGetBytesWritable(-1));  // = 0 -1
     SocketSystemSupport = 3;
-    SHOW(SocketGetBytesReadable(-1));                                     // = -1 EBADF
-    SHOW((Failing("setsockopt", ENOPROTOOPT), SocketSetNoDelay(-1, 1)));  // = -1 ENOPROTOOPT
-    SHOW(SocketSetLowDelay(-1));                                          // = -1 EBADF
+    SHOW(SocketGetBytesReadable(-1));  // = -1 EBADF
+    SHOW(SocketSetLowDelay(-1));       // = -1 EBADF
     // | @ Socket: WARNING! Failed to set IPTOS_LOWDELAY on FD#-1 to 16. Error is 9 'Bad file descriptor'.
     // | Warning: Failed to set IPTOS_LOWDELAY on FD#-1 to 16. Error is 9 'Bad file descriptor'.
     SHOW(SocketSetCork(-1, 1));  // = -1 EBADF | @ Socket: ERROR! Failed to set TCP_CORK to 1 on FD#-1.
