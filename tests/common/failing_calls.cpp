@@ -1,7 +1,6 @@
 #include "tests/common/failing_calls.h"
 
 #include <netdb.h>
-#include <pwd.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/utsname.h>
@@ -9,13 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
-
-size_t mostWritten = SIZE_MAX;
-const char *systemName = "", *systemRelease = "";
-unsigned microsecondsSlept = 0;
-timespec deadline;
 
 static char named[] = "named";
 static hostent host{
@@ -33,24 +26,14 @@ static auto Failed(auto answer) { return errno = h_errno = number, answer; }
         return otherwise;                                                    \
     }
 CALL(int, fcntl, (int a, int b, long c), Failed(-1), real(a, b, c))
-CALL(int, daemon, (int, int), Failed(-1), 0)
 CALL(int, fork, (), Failed(-1), real())
 CALL(hostent*, gethostbyaddr, (const void*, socklen_t, int), Failed(nullptr), &host)
 CALL(hostent*, gethostbyname, (const char* a), Failed(nullptr), real(a))
-CALL(int, getnameinfo, (const sockaddr* a, socklen_t b, char* c, socklen_t d, char* e, socklen_t f, int g),
-     Failed(EAI_SYSTEM), real(a, b, c, d, e, f, g))
-CALL(int, getpwnam_r, (const char* a, passwd* b, char* c, size_t d, passwd** e), number, real(a, b, c, d, e))
-CALL(int, getsockopt, (int a, int b, int c, void* d, socklen_t* e), Failed(-1), real(a, b, c, d, e))
 CALL(int, kill, (pid_t a, int b), Failed(-1), real(a, b))
-CALL(int, nice, (int a), Failed(-1), real(a))
 CALL(int, pthread_create, (pthread_t * a, const pthread_attr_t* b, void* (*c)(void*), void* d), number,
      real(a, b, c, d))
-CALL(int, pthread_kill, (pthread_t a, int b), number, real(a, b))
-CALL(int, pthread_mutex_init, (pthread_mutex_t * a, const pthread_mutexattr_t* b), number, real(a, b))
 CALL(int, pthread_mutex_timedlock, (pthread_mutex_t * a, const timespec* b), 0, (deadline = *b, real(a, b)))
 CALL(ssize_t, read, (int a, void* b, size_t c), Failed(-1), real(a, b, c))
-CALL(int, setpriority, (int a, id_t b, int c), Failed(-1), real(a, b, c))
-CALL(int, setsockopt, (int a, int b, int c, const void* d, socklen_t e), Failed(-1), real(a, b, c, d, e))
 CALL(int, socketpair, (int a, int b, int c, int* d), (*d = 1, Failed(-1)), real(a, b, c, d))  // leaves a foreign number
 CALL(int, uname, (utsname * a), Failed(-1), (strcpy(a->sysname, systemName), strcpy(a->release, systemRelease), 0))
 CALL(int, usleep, (useconds_t a), Failed(-1), (microsecondsSlept += a, 0))

@@ -1,7 +1,7 @@
 // System calls whose results a test sets, as root and on every machine: the linker redirects the library's calls of the
 // names in CMakeLists.txt to failing_calls.cpp.
 #pragma once
-#include <cstddef>
+#include <cstdint>
 #include <ctime>
 #include <string_view>
 
@@ -15,7 +15,7 @@ struct Failing {
     static inline int number, passes;
 };
 
-extern size_t mostWritten;                      ///< how many bytes one write(2) takes
-extern const char *systemName, *systemRelease;  ///< the results of uname(2)
-extern unsigned microsecondsSlept;              ///< in usleep(3), which returns at once
-extern timespec deadline;                       ///< the last one that pthread_mutex_timedlock(3) received
+inline size_t mostWritten = SIZE_MAX;                     ///< how many bytes one write(2) takes
+inline const char *systemName = "", *systemRelease = "";  ///< what uname(2) answers
+inline unsigned microsecondsSlept;                        ///< in usleep(3), which returns at once
+inline timespec deadline;                                 ///< the last one that pthread_mutex_timedlock(3) was given

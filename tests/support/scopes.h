@@ -10,7 +10,6 @@
 #include <fstream>
 #include <regex>
 #include <sstream>
-#include <string>
 
 inline std::string ReadFile(const std::string& path) {
     return (std::ostringstream() << std::ifstream(path).rdbuf()).str();
@@ -48,14 +47,6 @@ struct LogCapture {
     }
     FILE* const file = tmpfile();
     const int old = dup(2);
-};
-
-/// An environment variable with another value, or none.
-struct Variable {
-    Variable(const char* variable, const char* value) : name(variable), old(getenv(variable)) { Set(value); }
-    ~Variable() { Set(old); }
-    void Set(const char* value) const { value != nullptr ? setenv(name, value, 1) : unsetenv(name); }
-    const char *const name, *const old;  // the C library frees no value
 };
 
 /// Runs a body in a forked child; returns the wait status. The body's result is the exit status, through exit.

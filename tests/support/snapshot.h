@@ -1,13 +1,10 @@
 // Snapshots: calls with their results beside them, in the source of the test.
 //
-//     SHOW(StringReplaceAll(text = "aaa", "aa", "b"), text);  // = 1 "ba"
 //     SHOW(ProcessSetUserId(~0U));  // = -1 EINVAL | @ Process: ERROR! Can't set user id to -1.
 //     // | @ Process: ERROR! Error is 22, Invalid argument.
 //
-// A snapshot shows the result of the call, the name of the errno if the call changed it, the values that are named
-// behind the call, and each line on the standard error behind a '|'. Line breaks in the comment are ignored. A
-// difference fails the test and is printed as a patch, which scripts/snapshots.sh applies. Every test begins with the
-// whole log switched on.
+// Shown are the result, the errno if the call changed it, the values that are named behind the call, and each line on
+// the standard error behind a '|'. A difference is printed as a patch, which scripts/snapshots.sh applies.
 #pragma once
 #include <gtest/gtest.h>
 
@@ -27,11 +24,7 @@
 struct Owned {
     char* text = nullptr;
     ~Owned() { StringReset(&text); }
-    Owned& operator=(const char* value) {
-        StringReset(&text);
-        text = StringCopy(value);
-        return *this;
-    }
+    Owned& operator=(const char* value) { return StringSet(&text, value), *this; }
     operator char**() { return &text; }
 };
 
@@ -40,9 +33,8 @@ namespace snapshot {
 constexpr int kUnchanged = 4711;  ///< what errno is before every call
 
 void Compare(const char* file, int line, const std::string& shown);
-std::string Named(int error);
-std::string Text(const char* text);
-inline std::string Text(const std::string& text) { return Text(text.c_str()); }
+inline std::string Text(const std::string& text) { return testing::PrintToString(text); }
+inline std::string Text(const char* text) { return text != nullptr ? Text(std::string(text)) : "null"; }
 inline std::string Text(const Owned& owned) { return Text(owned.text); }
 std::string Text(auto number) requires std::is_arithmetic_v<decltype(number)> { return std::to_string(number); }
 
@@ -66,7 +58,7 @@ std::string Shown(Call call, Others others) {
         error = errno;
         text += " " + Text(result);
     }
-    if (error != kUnchanged) text += " " + Named(error);
+    if (error != kUnchanged) text.append(" ").append(strerrorname_np(error));
     return text + others() + "\n" + log.Text();
 }
 
