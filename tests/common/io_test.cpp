@@ -11,7 +11,7 @@
 #include "tests/common/failing_calls.h"
 
 TEST(File, PathsAreReadAndStringsWrittenPieceByPiece) {
-    const CurrentFolder folder;
+    const TemporaryDirectory directory;
     WriteFile("ten", "0123456789");
     SHOW(Owned{FileJoinPath("/tmp/", "a")});                                                   // = "/tmp//a"
     SHOW(Owned{FileJoinPath(nullptr, "")});                                                    // = null

@@ -188,7 +188,7 @@ TEST(LogDestinations, AReplacedStreamWritesToTheStandardErrorUntilTheNextIsRepla
 }
 
 TEST(LogDestinations, ThreadsShareAFileThatStaysWhereNoOtherCanBeOpened) {
-    const CurrentFolder folder;
+    const TemporaryDirectory directory;
     Logger logger;
     logger.OpenAuxFile(nullptr, "aux");
     const auto write = [&] {

@@ -27,7 +27,7 @@ char chosen[16];
 int chosenCall, chosenError;
 pid_t program;
 thread_local int child;  // the number of the child that this thread forked last
-bool listIsRead;         // memory is short only then: elsewhere that ends the run like a kill
+bool listIsRead;         // only then memory may be short: elsewhere that ends the run like a kill
 
 __attribute__((constructor)) void Arm() {
     const char* fault = getenv("FAULT");
@@ -72,7 +72,7 @@ WRAP(int, stat, (const char* path, struct stat* record), (path, record), -1)
 WRAP(int, lstat, (const char* path, struct stat* record), (path, record), -1)
 WRAP(int, open, (const char* path, int flags, mode_t mode), (path, flags, mode), -1)
 WRAP(DIR*, opendir, (const char* path), (path), nullptr)
-WRAP(dirent*, readdir, (DIR * stream), (stream), nullptr)
+WRAP(dirent*, readdir, (DIR * directory), (directory), nullptr)
 WRAP(int, syncfs, (int fd), (fd), -1)
 WRAP(int, fdatasync, (int fd), (fd), -1)
 WRAP(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)

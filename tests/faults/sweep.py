@@ -10,7 +10,7 @@ import sys
 from installation import Installation
 
 KILL = 0
-# The errors of a function, whether one before the commit ends the run, and its report.
+# The errors of a function, whether one on the way to success ends the run, and what is said of it.
 FUNCTIONS = {
     "rename": ("EXDEV EACCES", True, "Can't rename '"),
     "unlink": ("EACCES EIO", False, ""),
@@ -52,7 +52,7 @@ def expect(what, actual, *expected):
 
 class Run:
     def __init__(self, installation, scenario, call, error):
-        """Starts a run over two leftovers of an earlier run: one can be removed, the other cannot."""
+        """Over a leftover of an earlier run that can be removed, and one that cannot."""
         self.installation, self.scenario = installation, scenario
         plan, self.usual_code = SCENARIOS[scenario]
         installation.write("app/one.temporary", "leftover")
@@ -60,7 +60,7 @@ class Run:
         self.new = {"one": "new-one", "two": "" if scenario == "LastSourceMissing" else "new-two"}
         if not self.new["two"]:
             os.remove(installation.root / "new/two")
-        # Two threads must report in the same order each time. The client is the second child.
+        # What two threads report then must come in the same order each time. The client is the second child.
         waits = "--update report _;" if function in ("fork", "execvp", "waitpid") and call == 2 else ""
         installation.start({"plan": waits + plan, "fault": f"{function} {call} {error}"})
         self.code, self.log = installation.wait(), installation.log()
@@ -82,14 +82,14 @@ class Run:
             may_stay = {"fcntl": 1, "pthread_create": 2}.get(function, 0)  # a stream that seemed closed, the pair
             assert self.left <= may_stay, f"{self.left} descriptors are left."
             self.check_code()
-            self.check_client()
+            self.check_what_client_was_told()
             if "Updating files" in self.log and function != "unlink":  # list-untouched, list-kept
                 assert not (self.installation.root / "list").exists(), "The list is left."
 
     def check_line(self, source, file, new):
         root, read = self.installation.root, self.installation.read
         backup = self.match(f"Renaming '{file}' as '({file}[^']*)") or "none"
-        if self.killed and not self.kept and (root / backup).is_file():  # the steps of docs/reliability.md
+        if self.killed and not self.kept and (root / backup).is_file():  # what docs/reliability.md tells to do
             if (root / file).exists() and not (root / source).exists():
                 os.rename(root / file, root / source)
             if not (root / file).exists():
@@ -104,7 +104,7 @@ class Run:
         expect(source, read(source), "" if self.kept or new_file_lost else new)
 
     def check_code(self):
-        assert not self.failed or said in self.log, "The fault isn't reported."
+        assert not self.failed or said in self.log, "The fault is not reported."
         if self.failed and ends_run:
             expect("exit code", self.code, self.error, self.usual_code or self.error)
         else:
@@ -130,8 +130,8 @@ class Run:
         action = next((action for codes, action in server.items() if context in codes.split()), "update")
         form = f"client --post {action} --error " + (r"\d+" if outcome_failed else str(self.code))
         form += r" --entry app/\w+" if self.match(r"(context \['A[GH].*Closing)") else ""
-        if not outcome_failed or calls not in ([], ["client --post success"]):
-            assert re.fullmatch(form, "; ".join(calls)), f"calls\n  expected: {form}\n  actual:   {calls}"
+        if not outcome_failed or told not in ([], ["client --post success"]):
+            assert re.fullmatch(form, "; ".join(told)), f"calls\n  expected: {form}\n  actual:   {told}"
 
 
 def play(scenario, call, error):

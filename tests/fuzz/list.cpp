@@ -1,5 +1,5 @@
-// Any bytes as an update list, on the files of a folder of its own. Whatever the list says, every file must be where it
-// was once it is rolled back.
+// Any bytes as an update list, on the files of a directory of its own. Whatever the list says, every file must be where
+// it was once it is rolled back.
 #include <sys/mman.h>
 
 #include <cstdint>
@@ -34,7 +34,7 @@ extern "C" int __wrap_unlink(const char* path) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const TemporaryDirectory directory;
     static const std::string list = "/dev/fd/" + std::to_string(memfd_create("list", 0));
-    if (memchr(data, '/', size) != nullptr) return -1;  // only files of the folder are ours to move
+    if (memchr(data, '/', size) != nullptr) return -1;  // only files of the directory are ours to move
     logger_.mode_ = 0;
     WriteFile(list, std::string(data, data + size));
     for (const auto& file : std::filesystem::directory_iterator(".")) std::filesystem::remove(file);

@@ -10,7 +10,7 @@
 #include "tests/support/scopes.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const CurrentFolder directory;
+    static const TemporaryDirectory directory;
     static const bool isSilent = dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO) != -1;
     const std::string text(data, data + size);
     logger_.mode_ = 0;

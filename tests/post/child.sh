@@ -1,13 +1,13 @@
 #!/bin/bash
-# Server, setup script and client of the tests, in the directory of an installation. Each appends its arguments to the
-# file "calls"; the progress client writes its arguments and the values that it reads to "progress". "given" receives
-# the open descriptors, blocked and ignored signals, and a niceness or input other than the tests'. PLAN determines the
-# rest:
+# Server, setup script and client of the tests, in the directory of an installation. Each call is written down in the file
+# "calls" (in "progress" that of the progress client, with the values that it reads), and what it was given (open
+# descriptors, blocked and ignored signals, a niceness and an input other than the tests') in "given". What it does
+# then is in PLAN:
 #
 #     <first argument, or what follows --post> <command> <value> <command> <value>...; <the next child>...
 #
-# The commands are below; any other word is a file, and the child waits until it holds the value, where "_" is a blank.
-# A wait ends when the program, PROGRAM, has ended, and the progress client's when the run has failed.
+# The commands are below; another word is a file that is waited for until it holds the value, where "_" is a blank. A
+# wait ends when the program, PROGRAM, has gone, and the progress client's when the run has failed.
 
 run_failed() {
     local value
@@ -36,7 +36,7 @@ given=
 read -ra numbers </proc/$$/stat
 [[ ${numbers[18]} = @(0|"$NICENESS") ]] || given+=" nice ${numbers[18]}"
 [ -c /proc/$$/fd/0 ] || given+=" no device as input"
-for descriptor in /proc/$$/fd/*; do # not that of the list, which is closed by now, nor 255, this script
+for descriptor in /proc/$$/fd/*; do # and that of this directory, which is closed by now, and 255, which is this text
     if [ -e "$descriptor" ] && [[ ${descriptor##*/} != @(255|"$channel") ]]; then given+=" ${descriptor##*/}"; fi
 done
 while read -r name value; do # this shell always ignores SIGQUIT, 4
@@ -57,7 +57,7 @@ for plan in "${plans[@]}"; do
                 done
                 ;;
             close) exec {channel}>&- && channel='' && printf ' %s' "$value" >>progress ;;
-            # Waits until the progress thread, if there is one, has reported the end of its client.
+            # Until the progress thread has reported how its client ended, where there is that thread.
             report) ! grep -q 'Created the progress' log || await log 'context [A' ;;
             signal) kill -"$value" $PPID ;;
             die) kill -"$value" $$ ;;

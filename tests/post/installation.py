@@ -1,5 +1,5 @@
-"""A temporary installation whose children run child.sh, and runs of the program in it. The program and its children
-run in the directory of the installation, so that all names are short and relative."""
+"""A temporary installation with children as child.sh has them, and runs of the program in it. The program and its
+children run in the directory of the installation, so that all names are short and relative."""
 
 import os
 import re
@@ -53,7 +53,7 @@ class Installation:
         (self.root / name).write_text(text)
 
     def start(self, given):
-        """Starts the program as described by a row of runs.txt."""
+        """Starts the program as a row of runs.txt says."""
         self.write("list", expand(given.get("list", "{one}{two}")).replace("\\n", "\n"))
         environment = os.environ | {"PLAN": given.get("plan", ""), "FAULT": given.get("fault", "none 0 0")}
         environment |= {"QV_SYSTEM": expand(given.get("system", ".")), "NICENESS": str(os.nice(0))}
@@ -66,7 +66,7 @@ class Installation:
             self.run = subprocess.Popen(["sh", "-c", commands], cwd=self.root, env=environment, **streams)
 
     def wait(self):
-        """Returns the exit code, or less than 0 for a signal, once all holders of the standard output have ended."""
+        """The exit code, or less than 0 for a signal. Until then all that have the standard output have ended, too."""
         try:
             output = self.run.communicate(timeout=60)[0]
         except subprocess.TimeoutExpired:
@@ -76,10 +76,10 @@ class Installation:
         return self.run.returncode
 
     def check(self, expected):
-        """Waits for the program and compares the results with a row of runs.txt."""
+        """Waits for the program, and compares with what runs.txt says."""
         code, log = self.wait(), self.log()
         good, options = expected.get("exit", "0") == "0", expand(expected.get("options", "{usual}"))
-        compared = {  # the default and the actual value
+        compared = {  # what is usual, and what was
             "exit": ("0", str(code)),
             "calls": ("{all}" if good and "bin/server" in options else "", self.read("calls").removesuffix("; ")),
             "progress": ("{told}" if good and "bin/client" in options else "", self.read("progress")),
@@ -96,30 +96,30 @@ class Installation:
             if not found:
                 differences.append(f"log\n  expected, behind the piece before it: {piece}")
         if "PostMain" in self.log() and (self.root / "list").exists() == ("Removing 'list'" in self.log()):
-            differences.append("list\n  the log differs")
+            differences.append("list\n  the log says otherwise")
         if differences:
             raise AssertionError("\n".join(differences) + "\n" + self.written())
 
     def written(self):
-        """The output of the program and its children, for the report of a failure."""
+        """What the program and its children wrote, for a failure."""
         children = "".join(f"  {name}: {self.read(name)}\n" for name in ("calls", "progress", "given"))
         return f"The children:\n{children}The log:\n{self.log()}"
 
     def log(self):
-        """The log without times, with "#" for numbers of the system."""
+        """Without times, "#" for what the system numbers."""
         stamp = r"^(\d+) (\d+) \d\d:\d\d:\d\d \d{3}\.\d{3} "
         text = re.sub(stamp, lambda ids: f"<{'main' if ids[1] == ids[2] else 'client'}> ", self.read("log"), flags=re.M)
         return re.sub(r"(with pid |thread with id )\d+", r"\1#", text)
 
     def counts(self):
-        """The counters of shim.cpp."""
+        """What shim.cpp counted."""
         return struct.unpack("4i", (self.root / "counts").read_bytes())
 
     def given(self):
-        """The distinct lines that the children wrote to "given"."""
+        """What the children were given, each form of it once."""
         return {given.strip() for given in self.read("given").split(";")[:-1]}
 
     def files(self):
-        paths = [path for folder in ("app", "new") for path in (self.root / folder).iterdir()]
+        paths = [path for directory in ("app", "new") for path in (self.root / directory).iterdir()]
         words = [f"{path.relative_to(self.root)}{'/' if path.is_dir() else '=' + path.read_text()}" for path in paths]
         return " ".join(sorted(words))

@@ -10,8 +10,9 @@ from installation import HERE, TABLE, Installation
 
 
 def long_destinations_lose_nothing():
-    """Paths around the length at which names of leftovers are cut. The neighbour has the name that a cut could leave. A
-    directory may have the backup name, and some lengths leave no other. An earlier line reads the directory."""
+    """Round the length at which the names of leftovers are cut. The neighbour has the name that a cut could leave. The
+    backup name may be taken by a directory, and not every length leaves another one. The directory is known before the long line.
+    """
     for length, script, taken in itertools.product((1011, 1012, 1021, 1022, 1023), (0, 5), (False, True)):
         with Installation() as installation:
             directory = f"{installation.root}/long" + 9 * ("/" + 90 * "d") + "/"
@@ -24,7 +25,7 @@ def long_destinations_lose_nothing():
                 files[(path + ".temporary1")[:1022]] = "leftover"
             for name, text in files.items():
                 installation.write(name, text)
-            updates = f"source=new/two,destination={folder}two\nsource=new/one,destination={path}"
+            updates = f"source=new/two,destination={directory}two\nsource=new/one,destination={path}"
             plan = f"--update exit {script}"
             installation.start({"options": "-s bin/server -f list", "list": updates, "plan": plan})
             code = errno.EISDIR if taken and length in (1012, 1022, 1023) else script
@@ -46,10 +47,10 @@ def directories_that_were_read_change():
 
 def move_beside_names(installation, fault):
     root = installation.root
-    for folder in ("app", "app/d", "new", "new/d"):
-        os.makedirs(root / folder, exist_ok=True)
+    for directory in ("app", "app/d", "new", "new/d"):
+        os.makedirs(root / directory, exist_ok=True)
         for name in range(40):
-            installation.write(f"{folder}/{name}", f"{folder}/{name}")
+            installation.write(f"{directory}/{name}", f"{directory}/{name}")
     os.symlink("app", root / "link")
     os.symlink("nowhere", root / "app/6.temporary")
     for name in ("app/7.temporary9", "app/a.b", "app/a.b.Temporary", "new/d/9.temporary"):
