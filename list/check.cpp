@@ -31,7 +31,7 @@ public:
     bool CheckUpdate(size_t index, bool mayBeMissing) {
         Update& update = set_[index];
         FileInfo infos[2]{};
-        int errors[2];
+        int errors[2]{};
         for (const Role role : {kSource, kDestination}) {
             const auto& path = update.Path(role);
             errors[role] = directories_.Enter(role, path);

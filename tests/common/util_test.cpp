@@ -78,9 +78,9 @@ TEST(Mutex, BelongsToItsHolderAndIsWaitedForUntilADeadline) {
     SHOW(InChild([&mutex] { return mutex.Reset(), mutex.TimedLock(0); }) >> 8);                       // = 1
     constexpr auto now = [] { return std::chrono::system_clock::now().time_since_epoch().count(); };  // nanoseconds
     for (const int milliseconds : {-5, 1, 999, 2500}) {
-        const auto before = now(), wait = std::max(milliseconds, 0) * 1'000'000L;
+        const int64_t before = now(), wait = std::max(milliseconds, 0) * 1'000'000LL;
         Mutex().TimedLock(milliseconds);
-        const auto until = deadline.tv_sec * 1'000'000'000L + deadline.tv_nsec - wait;
+        const int64_t until = deadline.tv_sec * 1'000'000'000LL + deadline.tv_nsec - wait;
         EXPECT_TRUE(until >= before && until <= now() && deadline.tv_nsec < 1'000'000'000) << milliseconds;
     }
 }
