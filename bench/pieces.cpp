@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <memory>
@@ -40,10 +39,6 @@ void Spdlog(benchmark::State& state, const char* pattern) {
     for (auto _ : state) logger.info("Renaming '{}' as '{}'.", kFrom, kTo);
 }
 
-void SpdlogLine(benchmark::State& state) { Spdlog(state, nullptr); }
-
-void SpdlogSamePrefix(benchmark::State& state) { Spdlog(state, "%P %t %H:%M:%S %F PostMain: %v"); }
-
 void BareLine(benchmark::State& state) {
     Empty();
     const int process = getpid(), thread = gettid();
@@ -62,8 +57,7 @@ void BareLine(benchmark::State& state) {
 
 void BareWrite(benchmark::State& state) {
     Empty();
-    char text[150];
-    std::fill(text, text + sizeof text, '.');
+    const char text[150] = {};
     for (auto _ : state) benchmark::DoNotOptimize(write(2, text, sizeof text));
 }
 
@@ -88,8 +82,8 @@ void ForkExec(benchmark::State& state) {
 }
 
 BENCHMARK(LogLine);
-BENCHMARK(SpdlogLine);
-BENCHMARK(SpdlogSamePrefix);
+BENCHMARK_CAPTURE(Spdlog, line, nullptr);
+BENCHMARK_CAPTURE(Spdlog, prefix, "%P %t %H:%M:%S %F PostMain: %v");
 BENCHMARK(BareLine);
 BENCHMARK(BareWrite);
 BENCHMARK(Create)->UseRealTime();
@@ -99,8 +93,6 @@ BENCHMARK(ForkExec)->UseRealTime();
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    if (argc != 2) return 2;
     child[0] = child[1] = argv[1];
     benchmark::RunSpecifiedBenchmarks();
-    return 0;
 }

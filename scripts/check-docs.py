@@ -63,14 +63,13 @@ def check_codes():
 def log_of(run):
     """Makes the run and returns its log with the names that the document uses. The updater of -p ends when it is
     waited for; the run that a signal ends waits for this program, which stays."""
+    options, updater, pid = run.get("options", "{usual}"), None, os.getpid()
     with Installation() as installation:
-        updater, pid = None, os.getpid()
-        if "{updater}" in run.get("options", "") and "before" not in run:
+        if "{updater}" in options and "before" not in run:
             wait = ["timeout", "60", "sh", "-c", "until grep -qs Still log; do sleep 0.01; done"]
             updater = subprocess.Popen(wait, cwd=installation.root)
             pid = updater.pid
-        options = run.get("options", "{usual}").replace("{updater}", str(pid))
-        installation.start({"list": "{one}"} | run | {"options": options})
+        installation.start({"list": "{one}"} | run | {"options": options.replace("{updater}", str(pid))})
         if updater:
             updater.wait()
         installation.wait()
@@ -84,11 +83,9 @@ def streams(text):
     """The lines of the main thread, of the client's thread, and those without a thread: the document promises no order
     between the three. A line that is repeated at once counts once."""
     # The line of the log that quotes a line of the list has its newline in it.
-    lines = re.sub(r"\n'\.$", " '.", text, flags=re.M).splitlines()
     found = {"<main>": [], "<client>": [], "no thread": []}
-    for line in lines:
-        beginning = line.split(" ", 1)[0]
-        own = found[beginning if beginning in found else "no thread"]
+    for line in re.sub(r"\n'\.$", " '.", text, flags=re.M).splitlines():
+        own = found.get(line.split(" ", 1)[0], found["no thread"])
         if own[-1:] != [line]:
             own.append(line)
     return found
@@ -98,10 +95,7 @@ def check_run(name, block, log):
     logged = streams(log)
     for thread, expected in streams(re.sub(r"^    .*\n", "", block, flags=re.M)).items():
         patterns = {line: re.sub(ANYTHING, ".*", re.escape(line)) for line in expected}
-        actual = [
-            next((line for line, pattern in patterns.items() if re.fullmatch(pattern, own)), own)
-            for own in logged[thread]
-        ]
+        actual = [next((line for line in patterns if re.fullmatch(patterns[line], own)), own) for own in logged[thread]]
         # The block of the success is the whole log, each other one a piece of it.
         if name != "success":
             equal = difflib.SequenceMatcher(None, expected, actual, autojunk=False).get_matching_blocks()

@@ -59,9 +59,8 @@ def version(name, files):
 
 
 def snapshot(directory):
-    return run(
-        "bash", "-c", 'cd "$1/" && find . -printf "%P %y %m %l\\n" && tar --sort=name -cf - .', "", directory
-    ).stdout
+    listing = 'cd "$1/" && find . -printf "%P %y %m %l\\n" && tar --sort=name -cf - .'
+    return run("bash", "-c", listing, "", directory).stdout
 
 
 def check_clients():
@@ -83,12 +82,6 @@ def update(root, *command):
     return done, text_of(os.path.join(root, "update.log")).splitlines()[-1]
 
 
-def check_units():
-    for shell in re.findall(r"```(?:ba)?sh\n(.*?)```", text_of("docs/systemd.md"), re.S):
-        done = run("bash", "-n", input=shell.encode())
-        require(done.returncode == 0, shell, done)
-
-
 def check_versions():
     """The example, set up as the recipe says: a success, a failure, a kill, the way back, and what is refused."""
     root, updater = os.path.realpath("app"), os.path.join(EXAMPLE, "updater.sh")
@@ -107,12 +100,12 @@ def check_versions():
         done, last = update(root, updater, root, name + ".tar.gz")
         require(f"failed in {failure}" in last and "the old server runs" in last, name, done, last)
         require(snapshot(f"{root}/current") == snapshot("files/app-1.5"), name, "not exactly the old version")
+    with open("app-1.6.tar.gz", "rb") as whole:
+        damaged = whole.read()[:-100]
+    write("app-1.7.tar.gz", damaged)
+    write("app-1.8.tar.gz", damaged)
+    write("app-1.8.tar.gz.sha256", "0" * 64 + "  x\n")
     for name, reason in ("app-1.4", "previous"), ("app-1.5", "current"), ("app-1.7", "damaged"), ("app-1.8", "match"):
-        if not os.path.exists(name + ".tar.gz"):
-            with open("app-1.6.tar.gz", "rb") as whole:
-                write(name + ".tar.gz", whole.read()[:-100])
-        if reason == "match":
-            write(name + ".tar.gz.sha256", "0" * 64 + "  x\n")
         done = run(updater, root, name + ".tar.gz")
         require(done.returncode != 0 and reason in done.stderr.decode(), name, done)
     done, last = update(root, os.path.join(EXAMPLE, "revert.sh"), root)
@@ -163,7 +156,8 @@ with tempfile.TemporaryDirectory() as work:
     os.environ.pop("QV_SYSTEM", None)
     compiled(os.path.join(EXAMPLE, "client.cpp"), "qvclient")
     check_clients()
-    check_units()
+    for shell in re.findall(r"```(?:ba)?sh\n(.*?)```", text_of("docs/systemd.md"), re.S):
+        require(run("bash", "-n", input=shell.encode()).returncode == 0, shell)
     check_versions()
     check_single_files()
 print(f"The programs that the documents show: {tried} things tried")

@@ -9,19 +9,17 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
-[ $# -gt 0 ] || fail "usage: check-power-cut.sh BUILD [COPIES [FILESYSTEM...]]"
 qvpost=$(realpath "$1/post/qvpost") list_program=$(realpath "$1/list/qvpost-list") copies=${2-100}
-shift $(($# < 2 ? $# : 2))
-[ $# -gt 0 ] || set -- ext4 xfs btrfs
-need_root losetup mkfs.xfs "${@/#/mkfs.}"
+filesystems=("${@:3}")
+[ $# -gt 2 ] || filesystems=(ext4 xfs btrfs)
+need_root losetup mkfs.xfs "${filesystems[@]/#/mkfs.}"
 
-files=600  # so many that the run takes longer than a copy
 work=$(mktemp -d)
 pool=$work/pool disk=$work/disk
 clean() {
     rm -f "$work/runs"
     wait
-    for mounted in "$disk" "$pool"; do ! mountpoint -q "$mounted" || umount "$mounted"; done
+    umount -q "$disk" "$pool" || true  # what is mounted
     rm -rf "$work"
 }
 trap clean EXIT
@@ -32,13 +30,13 @@ mkdir "$pool" "$disk"
 prepare() {
     rm -rf "${disk:?}/app"
     mkdir -p "$disk"/app/{a,b,new/a,new/b}
-    python3 - "$disk/app" "$files" "$1" <<'PYTHON'
+    # So many that the run takes longer than a copy.
+    python3 - "$disk/app" "$1" <<'PYTHON'
 import sys
-root, files, seed = sys.argv[1], int(sys.argv[2]), sys.argv[3]
-for i in range(files):
+for i in range(600):
     name = f"{'ab'[i % 2]}/file{i}"
     for version, path in (("old", name), ("new", "new/" + name)):
-        open(f"{root}/{path}", "w").write(f"{version} {name} {seed}\n" * (1 + i % 97 * 5))
+        open(f"{sys.argv[1]}/{path}", "w").write(f"{version} {name} {sys.argv[2]}\n" * (1 + i % 97 * 5))
 PYTHON
     (cd "$disk/app" && find a b new -type f -exec md5sum {} +) >"$disk/old.md5"
     (cd "$disk/app/new" && find a b -type f -exec md5sum {} +) >"$disk/new.md5"
@@ -48,22 +46,21 @@ PYTHON
 
 # is_whole VERSION: every file of the copy that is mounted, and none too much.
 is_whole() {
-    local count=$files
-    [ "$1" = new ] || count=$((2 * files))
     (cd "$disk/app" && md5sum --quiet -c "../$1.md5") >"$work/differs" 2>&1 &&
-        [ "$(find "$disk/app" -path '*/file*' ! -name 'file0.temporary3' | wc -l)" = "$count" ]
+        [ "$(find "$disk/app" -path '*/file*' ! -name 'file0.temporary3' | wc -l)" = "$(wc -l <"$disk/$1.md5")" ]
 }
 
 # Recovers a copy and prints what that was: lost, not recovered, or the outcome.
 judge() {
-    local version status=0
-    $list_program recover "$disk/app/update.list.record" >"$work/steps" 2>&1 || status=$?
+    local version
+    if ! $list_program recover "$disk/app/update.list.record" >"$work/steps" 2>&1; then
+        echo "not recovered"
+        return
+    fi
     version=$(tail -n 1 "$work/steps")
     # A run removes its record after the last flush.
     [ "$version" != "nothing to recover" ] || version="new version"
-    if [ "$status" != 0 ]; then
-        echo "not recovered"
-    elif ! is_whole "${version% version}"; then
+    if ! is_whole "${version% version}"; then
         echo "LOST"
     elif grep -q '^renaming' "$work/steps"; then
         echo "recovered to the old version"
@@ -106,7 +103,7 @@ truncate -s 8G "$work/images"
 mkfs.xfs -q -m reflink=1 "$work/images"
 mount -o loop "$work/images" "$pool"
 result=0
-for type; do
+for type in "${filesystems[@]}"; do
     truncate -s 512M "$pool/$type"
     "mkfs.$type" -q "$pool/$type" >/dev/null
     mount -o loop -t "$type" "$pool/$type" "$disk"

@@ -1,9 +1,7 @@
 #!/usr/bin/env bash
 # Shows what qvpost does: builds it and runs three updates of a small installation: one that succeeds, one that fails,
 # and the way back to the previous version.
-#
-#   scripts/demo.sh             the log without its time stamps and without its book-keeping
-#   scripts/demo.sh --full      every line of the log, as it is
+# The log stands without its time stamps and without its book-keeping.
 #
 # On a terminal the client shows its progress while the update runs, and the log follows; elsewhere the lines of the
 # client stand in the log.
@@ -11,11 +9,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
 
-case ${1-} in
-    '') full= ;;
-    --full) full=yes ;;
-    *) fail "usage: scripts/demo.sh [--full]" ;;
-esac
 need g++ cmake ninja-build
 build build-demo -DBUILD_TESTING=OFF
 export PATH=$PWD/build-demo/list:$PATH
@@ -29,15 +22,8 @@ finish() {
 trap finish EXIT
 
 terminal='' pause=0
-if [ -t 1 ]; then
-    # A person could not follow the steps of so small an update.
-    terminal=$(readlink "/proc/$$/fd/1") pause=1
-fi
-bold='' dim='' green='' red='' plain=''
-if [ -n "$terminal" ] && [ -z "${NO_COLOR-}" ] && [ "$(tput colors 2>/dev/null || echo 0)" -ge 8 ]; then
-    bold=$'\e[1m' dim=$'\e[2m' green=$'\e[32m' red=$'\e[31m' plain=$'\e[0m'
-fi
-title() { printf '\n%s%s%s\n' "$bold" "$*" "$plain"; }
+# A person could not follow the steps of so small an update.
+[ ! -t 1 ] || terminal=$(readlink "/proc/$$/fd/1") pause=1
 
 # make_version NAME [REFUSES]: the files of a version, packed as work/NAME.tar.gz.
 make_version() {
@@ -78,30 +64,25 @@ show_state() {
 
 # What the programs print stands behind a bar.
 show_log() {
-    local drop='' stamp='^([0-9]+ ){2}[0-9:]+ +[0-9.]+ PostMain: '
-    [ -n "$full" ] ||
-        drop="/$stamp(Using|Waiting|Still|Opened|Created|Going|Wrote|Closing|No )/d; s/$stamp/  /"
+    local stamp='^([0-9]+ ){2}[0-9:]+ +[0-9.]+ PostMain: '
     # The root is left out, and the line that quotes a line of the list with its newline is joined.
     sed -E -e "s#$root/?##g" -e '/Parsing/{N; s/\n//}' \
-        -e "$drop" -e "s/^(server|setup|client): .*/  ${dim}|${plain} &/" \
-        -e "s/^(Error|Warning): .*/  ${red}&${plain}/" "$root/qvpost.log"
+        -e "/$stamp(Using|Waiting|Still|Opened|Created|Going|Wrote|Closing|No )/d; s/$stamp/  /" \
+        -e 's/^(server|setup|client): /  | &/; s/^(Error|Warning): /  &/' "$root/qvpost.log"
 }
 
 # run TITLE CODE COMMAND...: an update that the command begins; it must end with this exit status.
 run() {
-    title "$1"
+    printf '\n%s\n' "$1"
     [ -z "$terminal" ] || echo "The client, while the update runs:"
     "${@:3}" >/dev/null
     flock "$root/update.lock" true # the run is over
-    local code colour=$green
-    code=$(cat "$work/exit")
-    [ "$code" = 0 ] || colour=$red
     echo "The log of qvpost; what the other programs print stands behind a bar:"
     show_log
     show_state
     echo "The last line of update.log: $(tail -n 1 "$root/update.log")"
-    echo "${colour}qvpost exited with $code.$plain"
-    [ "$code" = "$2" ] || fail "it should have exited with $2"
+    echo "qvpost exited with $(cat "$work/exit")."
+    [ "$(cat "$work/exit")" = "$2" ] || fail "it should have exited with $2"
 }
 
 "${CXX:-g++}" -std=c++20 -O2 examples/installation/client.cpp -o "$work/client"

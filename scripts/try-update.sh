@@ -1,16 +1,15 @@
 # Three updates by the installed programs: one succeeds, one is killed and recovered, one fails. For sh -eu, as root.
 mkdir -p /opt/app/bin /opt/app/new/bin /opt/app/scripts/setup
 cd /opt/app
-cat >bin/child <<'CHILD'
+cat >bin/server <<'CHILD'
 #!/bin/sh
 echo "${0##*/} $*" >>/opt/app/calls
 [ "$2" != progress ] || tr "\0" " " <&$4 >/opt/app/progress
 [ "$1" != --update ] || [ ! -e /opt/app/killed ] || kill -KILL $PPID
 CHILD
-chmod 755 bin/child
-ln bin/child bin/server
-ln bin/child bin/client
-ln bin/child scripts/setup/qvserver
+chmod 755 bin/server
+ln bin/server bin/client
+ln bin/server scripts/setup/qvserver
 
 fail() { echo "FAILED: $*"; cat log calls; exit 1; }
 is() { [ "$2" = "$3" ] || fail "$1 is '$2' rather than '$3'"; }
@@ -29,7 +28,7 @@ is "the progress" "$(cat progress)" "1 33 66 100 "
 is "the list of calls" "$(sed 's/--fd [0-9]*/--fd N/' calls | LC_ALL=C sort | tr '\n' ';')" \
     "client --post progress --fd N;qvserver --update --auto;server --shutdown;server --startup;"
 recover "nothing to recover"
-is "the directory" "$(echo * bin/*)" "bin calls log new progress scripts bin/child bin/client bin/server bin/tool"
+is "the directory" "$(echo * bin/*)" "bin calls log new progress scripts bin/client bin/server bin/tool"
 
 touch killed
 make
