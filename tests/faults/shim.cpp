@@ -103,8 +103,10 @@ __attribute__((destructor)) static void Tell() {
     for (int fd = 3; fd < 64; ++fd) counts[3] += __real_fcntl(fd, F_GETFD, 0) != -1 ? 1 : 0;
 }
 
-// This replaces the library's own.
+// These replace the library's own.
 void* operator new[](size_t size) {
     if (listIsRead && Fails("new")) throw std::bad_alloc();
     return operator new(size);
 }
+void operator delete[](void* block) noexcept { operator delete(block); }
+void operator delete[](void* block, size_t /*size*/) noexcept { operator delete(block); }
