@@ -17,8 +17,8 @@ Lines Split(const std::string& text) {
 }
 
 class BeforeAndAfter : public testing::EmptyTestEventListener {
-    using Folder = std::filesystem::directory_iterator;
-    static std::ptrdiff_t Descriptors() { return std::distance(Folder("/proc/self/fd"), Folder()); }
+    using Entries = std::filesystem::directory_iterator;
+    static std::ptrdiff_t Descriptors() { return std::distance(Entries("/proc/self/fd"), Entries()); }
     void OnTestStart(const testing::TestInfo&) override { logger_.mode_ = 1; }
     void OnTestEnd(const testing::TestInfo&) override { EXPECT_EQ(Descriptors(), before_) << "Not all are closed."; }
     const std::ptrdiff_t before_ = Descriptors();
